@@ -1,0 +1,189 @@
+#include "sim/softphone_library.h"
+
+#include <dlfcn.h>
+
+#include <chrono>
+#include <cstring>
+
+namespace sim {
+
+const std::vector<std::string>& exportNames() {
+    static const std::vector<std::string> names = {
+        "initialize", "uninitialize", "put_key", "make_call", "send_error", "open_voice", "close_voice",
+        "send_voice", "recv_voice", "set_alaw", "AudioModuleStart", "AudioModuleShutdown",
+        "AudioModulePlayVoice", "AudioModuleRecordStart", "AudioModuleRegisterCallback",
+        "AudioModuleGetInDevice", "AudioModuleGetOutDevice", "AudioModuleSetDevice", "AudioModulePlayFile",
+        "AudioModuleStopPlayFile", "AudioModuleSetSpeakerVolume", "AudioModuleSetRingVolume",
+        "AudioModuleSetMicVolume", "AudioModuleGetEngineStatus", "AudioModuleGetDeviceID",
+        "AudioModuleSetWindowHandle", "AudioModulePlayTone", "AudioModuleStopPlayTone", "ToneModulePlayDTMF",
+        "ToneModuleGetKeyPadMode", "ToneModuleGetProgramMode", "ToneModuleSetKeyPadMode",
+        "ToneModuleSetProgramMode", "ToneModulePlayTone", "ToneModuleSaveCustomTone",
+        "ToneModuleRemoveCustomTone", "ToneModuleGetCustomTone", "ToneModuleSetServiceTonePath",
+        "ToneModulePlayServiceTone", "tracer_startup", "tracer_add_filter", "tracer_remove_filter",
+        "tracer_set_filter", "set_module_variable", "get_module_variable", "check_leading", "check_added",
+        "get_formatted_number", "discard_changes"};
+    return names;
+}
+
+SoftphoneLibrary::~SoftphoneLibrary() { unload(); }
+
+bool SoftphoneLibrary::load(const std::string& path) {
+    unload();
+    mHandle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (mHandle == nullptr) {
+        const char* why = ::dlerror();
+        mError = why != nullptr ? why : "dlopen failed";
+        return false;
+    }
+    bool ok = true;
+    auto resolve = [&](auto& slot, const char* name) {
+        void* symbol = ::dlsym(mHandle, name);
+        if (symbol == nullptr && ok) {
+            ok = false;
+            mError = std::string("missing export ") + name;
+        }
+        slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(symbol);
+    };
+#define SP_RESOLVE(name) resolve(mApi.name, #name)
+    SP_RESOLVE(initialize);
+    SP_RESOLVE(uninitialize);
+    SP_RESOLVE(put_key);
+    SP_RESOLVE(make_call);
+    SP_RESOLVE(send_error);
+    SP_RESOLVE(open_voice);
+    SP_RESOLVE(close_voice);
+    SP_RESOLVE(send_voice);
+    SP_RESOLVE(recv_voice);
+    SP_RESOLVE(set_alaw);
+    SP_RESOLVE(AudioModuleStart);
+    SP_RESOLVE(AudioModuleShutdown);
+    SP_RESOLVE(AudioModulePlayVoice);
+    SP_RESOLVE(AudioModuleRecordStart);
+    SP_RESOLVE(AudioModuleRegisterCallback);
+    SP_RESOLVE(AudioModuleGetInDevice);
+    SP_RESOLVE(AudioModuleGetOutDevice);
+    SP_RESOLVE(AudioModuleSetDevice);
+    SP_RESOLVE(AudioModulePlayFile);
+    SP_RESOLVE(AudioModuleStopPlayFile);
+    SP_RESOLVE(AudioModuleSetSpeakerVolume);
+    SP_RESOLVE(AudioModuleSetRingVolume);
+    SP_RESOLVE(AudioModuleSetMicVolume);
+    SP_RESOLVE(AudioModuleGetEngineStatus);
+    SP_RESOLVE(AudioModuleGetDeviceID);
+    SP_RESOLVE(AudioModuleSetWindowHandle);
+    SP_RESOLVE(AudioModulePlayTone);
+    SP_RESOLVE(AudioModuleStopPlayTone);
+    SP_RESOLVE(ToneModulePlayDTMF);
+    SP_RESOLVE(ToneModuleGetKeyPadMode);
+    SP_RESOLVE(ToneModuleGetProgramMode);
+    SP_RESOLVE(ToneModuleSetKeyPadMode);
+    SP_RESOLVE(ToneModuleSetProgramMode);
+    SP_RESOLVE(ToneModulePlayTone);
+    SP_RESOLVE(ToneModuleSaveCustomTone);
+    SP_RESOLVE(ToneModuleRemoveCustomTone);
+    SP_RESOLVE(ToneModuleGetCustomTone);
+    SP_RESOLVE(ToneModuleSetServiceTonePath);
+    SP_RESOLVE(ToneModulePlayServiceTone);
+    SP_RESOLVE(tracer_startup);
+    SP_RESOLVE(tracer_add_filter);
+    SP_RESOLVE(tracer_remove_filter);
+    SP_RESOLVE(tracer_set_filter);
+    SP_RESOLVE(set_module_variable);
+    SP_RESOLVE(get_module_variable);
+    SP_RESOLVE(check_leading);
+    SP_RESOLVE(check_added);
+    SP_RESOLVE(get_formatted_number);
+    SP_RESOLVE(discard_changes);
+#undef SP_RESOLVE
+    if (!ok) unload();
+    return ok;
+}
+
+void SoftphoneLibrary::unload() {
+    if (mHandle != nullptr) ::dlclose(mHandle);
+    mHandle = nullptr;
+    mApi = SoftphoneApi{};
+}
+
+CallbackRecorder& CallbackRecorder::instance() {
+    static CallbackRecorder recorder;
+    return recorder;
+}
+
+namespace {
+void recordClientEvent(int code, int length, const char* data) {
+    CallbackRecord r;
+    r.kind = CallbackRecord::ClientEvent;
+    r.code = code;
+    if (data != nullptr && length > 0) r.data.assign(data, static_cast<std::size_t>(length));
+    CallbackRecorder::instance().add(std::move(r));
+}
+void recordKeyState(std::uint32_t first, std::uint32_t second) {
+    CallbackRecord r;
+    r.kind = CallbackRecord::KeyState;
+    r.first = first;
+    r.second = second;
+    CallbackRecorder::instance().add(std::move(r));
+}
+void recordDisplayText(int zero1, int zero2, const char* text, int zero3) {
+    CallbackRecord r;
+    r.kind = CallbackRecord::DisplayText;
+    if (text != nullptr) r.data = text;
+    r.zeros = {zero1, zero2, zero3};
+    CallbackRecorder::instance().add(std::move(r));
+}
+void recordLinkEvent(int code, int zero1, int zero2) {
+    CallbackRecord r;
+    r.kind = CallbackRecord::LinkEvent;
+    r.code = code;
+    r.zeros = {zero1, zero2};
+    CallbackRecorder::instance().add(std::move(r));
+}
+}  // namespace
+
+void CallbackRecorder::install(ParameterContainer& params) {
+    params.mCallbacks.onClientEvent = &recordClientEvent;
+    params.mCallbacks.onKeyState = &recordKeyState;
+    params.mCallbacks.onDisplayText = &recordDisplayText;
+    params.mCallbacks.onLinkEvent = &recordLinkEvent;
+}
+
+std::vector<CallbackRecord> CallbackRecorder::records() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mRecords;
+}
+
+void CallbackRecorder::clear() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecords.clear();
+}
+
+bool CallbackRecorder::waitFor(const std::function<bool(const std::vector<CallbackRecord>&)>& done,
+                               int timeoutMs) const {
+    std::unique_lock<std::mutex> lock(mMutex);
+    return mChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return done(mRecords); });
+}
+
+void CallbackRecorder::add(CallbackRecord record) {
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mRecords.push_back(std::move(record));
+    }
+    mChanged.notify_all();
+}
+
+ParameterContainer loopbackParameters(std::uint8_t registrationMode) {
+    ParameterContainer params;
+    std::memset(&params, 0, sizeof params);
+    params.mStartCode = 0x01;
+    std::memcpy(params.mConnectionInfo, "CONNINFO0001", 12);
+    params.mLocalAddress = kLoopbackAddress;
+    const std::uint8_t mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0xff};
+    std::memcpy(params.mHardwareAddress, mac, 6);
+    params.mServerAddress = kLoopbackAddress;
+    params.mRegistrationMode = registrationMode;
+    CallbackRecorder::install(params);
+    return params;
+}
+
+}  // namespace sim

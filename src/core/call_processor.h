@@ -1,0 +1,80 @@
+// The spine of the terminal: owns the engines, brings them up in the order
+// that is also the registration protocol, and routes every event.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "core/core_event.h"
+#include "core/engine_interfaces.h"
+#include "core/module.h"
+#include "platform/event.h"
+#include "platform/recursive_lock.h"
+#include "platform/thread.h"
+
+class Mailbox;
+class MGCP;
+class PTAP;
+class Wave;
+
+class CallProcessor : public Module, public PtapListener, public PtapParent, public MgcpParent {
+public:
+    // The local and first remote RTP port.
+    static constexpr int kRtpPort = 8000;
+    // How long start-up waits for each link's answer.
+    static constexpr unsigned kAnswerWaitMs = 19000;
+    static constexpr unsigned kMailboxPollMs = 50;
+
+    CallProcessor();
+    ~CallProcessor() override;
+
+    // The one object, for the Mailbox thread; null when none exists.
+    static CallProcessor* instance();
+
+    // 1 for a null container or no memory; else 0.
+    int setParameters(const ParameterContainer* params);
+    int start() override;
+    int shutdown() override;
+
+    int getWave(Wave** out);
+    int getPtapParameters(PtapParameters** out);
+
+    // MgcpParent
+    void lockSignal(const bool* on) override;
+    int onMgcpEvent(const CoreEvent* event, const char* data, const bool* takeLock) override;
+    // PtapListener, PtapParent
+    void onPtapStatus(const int* code) override;
+    int onPtapEvent(const CoreEvent* event, const char* data) override;
+
+    // Writes one Mailbox item; 1 (with a trace) when refused.
+    int postMailbox(const CoreEvent* command, const void* data, const int* length);
+    // The polling thread's handler of one item.
+    int processMailboxItem(const CoreEvent* command, const char* data);
+    // 0 accepted, 1 refused; a refused input leaves the state alone.
+    int stepCallState(const CoreEvent* input);
+    int notifyClient(const CoreEvent* event, const char* data);
+
+    std::int32_t callState() const { return mCallState.load(); }
+    bool isStopping() const { return mStopping.load(); }
+    const NetworkInitData* networkInitData() const { return mNetworkInitData.get(); }
+
+private:
+    int failStart(int level, const char* message, int result = 1);
+    void pollMailbox();
+    void stopMailboxThread();
+
+    platform::RecursiveLock mLock;
+    std::unique_ptr<platform::Thread> mMailboxThread;
+    std::atomic<std::uint32_t> mMailboxThreadId{0};
+    std::atomic<std::int32_t> mCallState{0};
+    platform::RecursiveLock mSignalLock;
+    MGCP* mMgcp = nullptr;
+    PTAP* mPtap = nullptr;
+    Mailbox* mMailbox = nullptr;
+    Wave* mWave = nullptr;
+    std::unique_ptr<NetworkInitData> mNetworkInitData;
+    std::unique_ptr<platform::ManualResetEvent> mPtapEvent;
+    std::unique_ptr<platform::ManualResetEvent> mMgcpEvent;
+    std::atomic<bool> mStopping{false};
+};

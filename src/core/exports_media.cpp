@@ -1,0 +1,59 @@
+// Exports: voice, sound devices and tones. Each forwards to its object and
+// gives the tabled result when the object does not exist.
+#include "core/exports_guard.h"
+#include "core/globals.h"
+#include "support/tracer.h"
+
+extern "C" {
+
+// One function under two names: the voice path needs no opening or closing.
+SP_EXPORT int open_voice(void) { return 0; }
+SP_EXPORT int close_voice(void) { return 0; }
+
+// The voice engine is not part of this build: gWave is never set, and the
+// voice exports give their results for a missing object.
+SP_EXPORT int send_voice(uint32_t bytes, const void*) { return static_cast<int>(bytes); }
+SP_EXPORT int recv_voice(int*, void*, int*) { return 0; }
+SP_EXPORT void set_alaw(int) {}
+
+// The sound engine is not part of this build: it can't be created, and every
+// other call finds no object.
+SP_EXPORT int AudioModuleStart(void) {
+    return guarded(-1, []() -> int {
+        if (gAudio.load() != nullptr) return 0;
+        Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] Object creation failed: Audio");
+        return -1;
+    });
+}
+SP_EXPORT int AudioModuleShutdown(void) { return 0; }
+SP_EXPORT int AudioModulePlayVoice(const void*, int) { return 0; }
+SP_EXPORT int AudioModuleRecordStart(int) { return 0; }
+SP_EXPORT int AudioModuleRegisterCallback(AudioRecordCallback) { return 0; }
+SP_EXPORT int AudioModuleGetInDevice(sp_wchar_t***) { return -1; }
+SP_EXPORT int AudioModuleGetOutDevice(sp_wchar_t***) { return -1; }
+SP_EXPORT int AudioModuleSetDevice(int, int, int) { return 0; }
+SP_EXPORT int AudioModulePlayFile(const sp_wchar_t*, int) { return 0; }
+SP_EXPORT int AudioModuleStopPlayFile(void) { return 0; }
+SP_EXPORT void AudioModuleSetSpeakerVolume(int, float) {}
+SP_EXPORT void AudioModuleSetRingVolume(int, float) {}
+SP_EXPORT void AudioModuleSetMicVolume(int, float) {}
+SP_EXPORT int AudioModuleGetEngineStatus(void) { return -1; }
+SP_EXPORT void AudioModuleGetDeviceID(int*, int*, int*) {}
+SP_EXPORT void AudioModuleSetWindowHandle(void*) {}
+SP_EXPORT int AudioModulePlayTone(const sp_wchar_t*, int) { return 0; }
+SP_EXPORT int AudioModuleStopPlayTone(void) { return 0; }
+
+// The tone player is not part of this build: every call finds no object.
+SP_EXPORT int ToneModulePlayDTMF(int, int) { return -1; }
+SP_EXPORT int ToneModuleGetKeyPadMode(void) { return -1; }
+SP_EXPORT int ToneModuleGetProgramMode(void) { return -1; }
+SP_EXPORT int ToneModuleSetKeyPadMode(int) { return -1; }
+SP_EXPORT int ToneModuleSetProgramMode(int) { return -1; }
+SP_EXPORT int ToneModulePlayTone(int, int, int) { return -1; }
+SP_EXPORT int ToneModuleSaveCustomTone(int, const sp_wchar_t*) { return -1; }
+SP_EXPORT int ToneModuleRemoveCustomTone(int) { return -1; }
+SP_EXPORT int ToneModuleGetCustomTone(int, sp_wchar_t**) { return -1; }
+SP_EXPORT int ToneModuleSetServiceTonePath(int) { return -1; }
+SP_EXPORT int ToneModulePlayServiceTone(int) { return -1; }
+
+}  // extern "C"

@@ -1,0 +1,28 @@
+// A manual-reset event: once set it stays set until reset.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+namespace platform {
+
+class ManualResetEvent {
+public:
+    explicit ManualResetEvent(std::string name = {}) : mName(std::move(name)) {}
+
+    void set();
+    void reset();
+    bool isSet() const;
+    // True when the event is set within `timeoutMs`.
+    bool wait(unsigned timeoutMs) const;
+    const std::string& name() const { return mName; }
+
+private:
+    std::string mName;
+    mutable std::mutex mMutex;
+    mutable std::condition_variable mChanged;
+    bool mSet = false;
+};
+
+}  // namespace platform
