@@ -1,20 +1,10 @@
-// Exports: voice, sound devices and tones. Each forwards to its object and
+// Exports: sound devices and tones. Each forwards to its object and
 // gives the tabled result when the object does not exist.
 #include "core/exports_guard.h"
 #include "core/globals.h"
 #include "support/tracer.h"
 
 extern "C" {
-
-// One function under two names: the voice path needs no opening or closing.
-SP_EXPORT int open_voice(void) { return 0; }
-SP_EXPORT int close_voice(void) { return 0; }
-
-// The voice engine is not part of this build: gWave is never set, and the
-// voice exports give their results for a missing object.
-SP_EXPORT int send_voice(uint32_t bytes, const void*) { return static_cast<int>(bytes); }
-SP_EXPORT int recv_voice(int*, void*, int*) { return 0; }
-SP_EXPORT void set_alaw(int) {}
 
 // The sound engine is not part of this build: it can't be created, and every
 // other call finds no object.
