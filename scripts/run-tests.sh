@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Builds and runs every test: the normal build, then ASan+UBSan and TSan
+# builds of the whole suite, then a short run of each fuzz target over its
+# corpus.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+jobs="$(nproc)"
+bash "$root/scripts/setup-debian.sh"
+
+run_suite() {  # build dir, extra cmake options...
+  local dir="$1"; shift
+  cmake -S "$root" -B "$dir" -DSOFTPHONE_WERROR=ON "$@"
+  cmake --build "$dir" -j"$jobs"
+  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 600)
+}
+
+echo "=== tests"
+run_suite "$root/build-test" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "=== tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DSOFTPHONE_SANITIZE=ON
+echo "=== tests under ThreadSanitizer"
+TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+  run_suite "$root/build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSOFTPHONE_TSAN=ON
+
+if compgen -G "$root/fuzz/*_fuzz.cpp" > /dev/null; then
+  echo "=== fuzz targets over their corpus"
+  CC=clang CXX=clang++ cmake -S "$root" -B "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DSOFTPHONE_FUZZ=ON -DSOFTPHONE_SANITIZE=ON -DSOFTPHONE_TESTS=OFF
+  cmake --build "$root/build-fuzz" -j"$jobs"
+  for src in "$root"/fuzz/*_fuzz.cpp; do
+    name="$(basename "$src" .cpp)"
+    corpus="$root/fuzz/corpus/$name"
+    work="$(mktemp -d)"
+    [ -d "$corpus" ] && cp -r "$corpus"/. "$work"/
+    "$root/build-fuzz/fuzz/$name" -runs=50000 -max_len=2048 "$work"
+    rm -rf "$work"
+  done
+fi
+echo "all test stages passed"

@@ -1,0 +1,71 @@
+// The end-to-end fixture: the shared library loaded as a client loads it,
+// a trace file of its own, and the callbacks recorded.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sim/softphone_library.h"
+
+class SoftphoneE2E : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(lib_.load(SOFTPHONE_LIBRARY_PATH)) << lib_.error();
+        sim::CallbackRecorder::instance().clear();
+        tracePath_ = ::testing::TempDir() + "e2e_trace_" + std::to_string(std::random_device{}()) + ".log";
+        params_ = sim::loopbackParameters();
+    }
+    void TearDown() override {
+        if (lib_.api().uninitialize != nullptr) lib_.api().uninitialize();
+        lib_.unload();
+        std::remove(tracePath_.c_str());
+    }
+
+    const sim::SoftphoneApi& api() const { return lib_.api(); }
+    void startTrace() { api().tracer_startup(tracePath_.c_str()); }
+
+    std::string traceText() const {
+        std::ifstream in(tracePath_, std::ios::binary);
+        std::stringstream ss;
+        ss << in.rdbuf();
+        return ss.str();
+    }
+    // The trace messages without their stamps.
+    std::vector<std::string> traceMessages() const {
+        std::vector<std::string> out;
+        std::istringstream in(traceText());
+        std::string line;
+        while (std::getline(in, line)) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            std::size_t at = line.find("  ");
+            if (at == std::string::npos) continue;
+            at = line.find("  ", at + 2);
+            if (at == std::string::npos) continue;
+            at += 2;
+            while (at < line.size() && line[at] == ' ') ++at;
+            at = line.find("  ", at);
+            if (at != std::string::npos) out.push_back(line.substr(at + 2));
+        }
+        return out;
+    }
+    static std::size_t threadCount() {
+        std::size_t n = 0;
+        if (DIR* d = ::opendir("/proc/self/task")) {
+            while (dirent* e = ::readdir(d))
+                if (e->d_name[0] != '.') ++n;
+            ::closedir(d);
+        }
+        return n;
+    }
+
+    sim::SoftphoneLibrary lib_;
+    std::string tracePath_;
+    ParameterContainer params_;
+};

@@ -1,0 +1,79 @@
+#include "platform/udp_socket.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "platform/event.h"
+
+namespace {
+constexpr std::uint32_t kLoopback = 0x7F000001;
+}
+
+TEST(UdpSocket, DeliversDatagramWithSender) {
+    platform::UdpSocket a, b;
+    ASSERT_TRUE(a.open(0));
+    ASSERT_TRUE(b.open(0));
+    ASSERT_EQ(a.sendTo(kLoopback, b.localPort(), "hello", 5), 5);
+    char buf[1500];
+    platform::ReceiveResult r = b.receive(buf, sizeof buf, 2000);
+    ASSERT_EQ(r.status, platform::ReceiveStatus::Data);
+    EXPECT_EQ(std::string(buf, r.length), "hello");
+    EXPECT_EQ(r.fromAddress, kLoopback);
+    EXPECT_EQ(r.fromPort, a.localPort());
+}
+
+TEST(UdpSocket, CloseFromAnotherThreadWakesBlockedReceive) {
+    platform::UdpSocket s;
+    ASSERT_TRUE(s.open(0));
+    platform::ManualResetEvent done;
+    std::atomic<platform::ReceiveStatus> status{platform::ReceiveStatus::Data};
+    std::thread receiver([&] {
+        char buf[1500];
+        status = s.receive(buf, sizeof buf).status;
+        done.set();
+    });
+    EXPECT_FALSE(done.wait(100));  // really blocked
+    s.close();
+    EXPECT_TRUE(done.wait(2000));
+    receiver.join();
+    EXPECT_EQ(status.load(), platform::ReceiveStatus::Closed);
+    EXPECT_FALSE(s.isOpen());
+}
+
+TEST(UdpSocket, OversizeDatagramIsAnErrorNotACut) {
+    platform::UdpSocket a, b;
+    ASSERT_TRUE(a.open(0));
+    ASSERT_TRUE(b.open(0));
+    std::vector<char> big(1501, 'x');
+    ASSERT_EQ(a.sendTo(kLoopback, b.localPort(), big.data(), big.size()), 1501);
+    ASSERT_EQ(a.sendTo(kLoopback, b.localPort(), big.data(), 1500), 1500);
+    char buf[1500];
+    EXPECT_EQ(b.receive(buf, sizeof buf, 2000).status, platform::ReceiveStatus::Oversize);
+    platform::ReceiveResult r = b.receive(buf, sizeof buf, 2000);
+    EXPECT_EQ(r.status, platform::ReceiveStatus::Data);
+    EXPECT_EQ(r.length, 1500u);
+}
+
+TEST(UdpSocket, PortIsFreeAgainAfterClose) {
+    platform::UdpSocket s;
+    ASSERT_TRUE(s.open(0));
+    const std::uint16_t port = s.localPort();
+    platform::UdpSocket clash;
+    EXPECT_FALSE(clash.open(port));
+    s.close();
+    s.close();  // repeatable
+    EXPECT_TRUE(clash.open(port));
+    EXPECT_EQ(s.sendTo(kLoopback, port, "x", 1), -1);
+}
+
+TEST(UdpSocket, ParsesDottedAddresses) {
+    EXPECT_EQ(platform::parseDottedAddress("127.0.0.1"), kLoopback);
+    EXPECT_EQ(platform::parseDottedAddress("10.1.2.3"), 0x0A010203u);
+    EXPECT_EQ(platform::parseDottedAddress("10.1.2"), 0u);
+    EXPECT_EQ(platform::parseDottedAddress("300.1.2.3"), 0u);
+    EXPECT_EQ(platform::parseDottedAddress(nullptr), 0u);
+}

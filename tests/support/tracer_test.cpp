@@ -1,0 +1,128 @@
+#include "support/tracer.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <random>
+
+namespace {
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+class TracerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path_ = ::testing::TempDir() + "tracer_test_" + std::to_string(std::random_device{}()) + ".log";
+        Tracer::instance()->close();
+    }
+    void TearDown() override {
+        Tracer::instance()->close();
+        std::remove(path_.c_str());
+    }
+    std::string path_;
+};
+
+}  // namespace
+
+TEST_F(TracerTest, WritesBannersAndStampedLinesWithCrLf) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->trace(kTraceStatus, "[CP] Module starting");
+    Tracer::instance()->close();
+    const std::string text = readFile(path_);
+    const std::string begin = std::string(Tracer::kBeginBanner) + "\r\n\r\n";
+    ASSERT_EQ(text.rfind(begin, 0), 0u) << text;
+    const std::string end = "\r\n" + std::string(Tracer::kEndBanner) + "\r\n";
+    ASSERT_GE(text.size(), begin.size() + end.size());
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+    const std::string line = text.substr(begin.size(), text.size() - begin.size() - end.size());
+    // day/month/year  hour:minute  seconds in six places  message
+    std::regex pattern(R"(^\d{1,2}/\d{1,2}/\d{4}  \d{1,2}:\d{2}  [ \d]{2}\d\.\d{2}  \[CP\] Module starting\r\n$)");
+    EXPECT_TRUE(std::regex_match(line, pattern)) << "[" << line << "]";
+}
+
+TEST_F(TracerTest, FilterPassesOnlyItsBitsAndAllBitsAlwaysPass) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->setFilter(1);
+    Tracer::instance()->trace(kTraceCritical, "dropped level 16");
+    Tracer::instance()->trace(kTraceAll, "passes level -1");
+    Tracer::instance()->trace(kTraceStatus, "passes level 1");
+    const std::string text = readFile(path_);
+    EXPECT_EQ(text.find("dropped"), std::string::npos);
+    EXPECT_NE(text.find("passes level -1"), std::string::npos);
+    EXPECT_NE(text.find("passes level 1"), std::string::npos);
+}
+
+TEST_F(TracerTest, AddRemoveAndSetFilter) {
+    Tracer* t = Tracer::instance();
+    t->setFilter(0x3);
+    t->addFilter(0x8);
+    EXPECT_EQ(t->filter(), 0xBu);
+    t->removeFilter(0);
+    EXPECT_EQ(t->filter(), 0xBu);
+    t->removeFilter(0x1);
+    EXPECT_EQ(t->filter(), 0xAu);
+    t->addFilter(0);  // zero clears
+    EXPECT_EQ(t->filter(), 0u);
+}
+
+TEST_F(TracerTest, LinesAreOnDiskAtOnceAndAnOldFileIsEmptied) {
+    {
+        std::ofstream old(path_, std::ios::binary);
+        old << "old content that must go";
+    }
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->trace(kTraceError, "[CP :: ERROR] visible before close");
+    const std::string text = readFile(path_);
+    EXPECT_EQ(text.find("old content"), std::string::npos);
+    EXPECT_NE(text.find("visible before close"), std::string::npos);
+}
+
+TEST_F(TracerTest, SecondStartupSilencesTheFile) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    EXPECT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 1);
+    Tracer::instance()->trace(kTraceStatus, "silenced");
+    EXPECT_EQ(readFile(path_).find("silenced"), std::string::npos);
+}
+
+TEST_F(TracerTest, AfterCloseTheFilterIsZeroAndNothingIsWritten) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->close();
+    EXPECT_EQ(Tracer::instance()->filter(), 0u);
+    const std::string before = readFile(path_);
+    Tracer::instance()->trace(kTraceAll, "late line");
+    EXPECT_EQ(readFile(path_), before);
+}
+
+TEST_F(TracerTest, CloseWithFilterZeroWritesNoEndBanner) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->setFilter(0);
+    Tracer::instance()->close();
+    EXPECT_EQ(readFile(path_).find("TRACE END"), std::string::npos);
+}
+
+TEST_F(TracerTest, LongMessageIsCutAndStillEndsTheLine) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    const std::string longText(2000, 'x');
+    Tracer::instance()->trace(kTraceStatus, "%s", longText.c_str());
+    Tracer::instance()->trace(kTraceStatus, "next");
+    const std::string text = readFile(path_);
+    const std::size_t first = text.find("xxx");
+    ASSERT_NE(first, std::string::npos);
+    const std::size_t lineEnd = text.find("\r\n", first);
+    ASSERT_NE(lineEnd, std::string::npos);
+    EXPECT_LT(lineEnd - first, 512u);
+    EXPECT_NE(text.find("  next\r\n", lineEnd), std::string::npos);
+}
+
+TEST_F(TracerTest, UnwritableFileGivesMinusOneAndRunsSilent) {
+    EXPECT_EQ(Tracer::instance()->startup("/nonexistent-dir/x/trace.log", kTraceAll), -1);
+    EXPECT_EQ(Tracer::instance()->trace(kTraceStatus, "nowhere"), 0);
+}
