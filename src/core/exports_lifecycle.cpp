@@ -25,9 +25,6 @@ void destroyCallProcessor() {
     }
 }
 
-// Process attach: the key tables stand before the first export runs.
-__attribute__((constructor)) void onLibraryAttach() { fillKeyTables(); }
-
 // Process detach: a running CallProcessor is stopped and its threads joined
 // before the code they run is unmapped.
 __attribute__((destructor)) void onLibraryDetach() { destroyCallProcessor(); }

@@ -7,6 +7,7 @@
 
 class Audio;
 class CallProcessor;
+class NumberFormatter;
 class TonePlayer;
 class Wave;
 
@@ -14,3 +15,4 @@ extern std::atomic<CallProcessor*> gCallProcessor;
 extern std::atomic<Wave*> gWave;  // borrowed: the CallProcessor owns it
 extern std::atomic<Audio*> gAudio;
 extern std::atomic<TonePlayer*> gTonePlayer;
+extern std::atomic<NumberFormatter*> gNumberFormatter;  // lives until the library unloads

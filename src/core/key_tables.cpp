@@ -60,3 +60,11 @@ const char* keyText(std::uint32_t keyNumber) {
     auto it = gKeyTextTable.find(keyNumber);
     return it == gKeyTextTable.end() ? nullptr : it->second;
 }
+
+namespace {
+// Process attach: the tables stand before the first export runs. Defined
+// after the two maps, so they are built before this fills them.
+struct FillAtAttach {
+    FillAtAttach() { fillKeyTables(); }
+} gFillAtAttach;
+}  // namespace
