@@ -1,0 +1,172 @@
+// MGCP's dispatcher and the senders behind it: every datagram the terminal
+// sends leaves through transmit.
+#include <cerrno>
+#include <string_view>
+
+#include "mgcp/local_description.h"
+#include "mgcp/mgcp.h"
+#include "mgcp/mgcp_classify.h"
+#include "mgcp/mgcp_messages.h"
+#include "mgcp/packet_writer.h"
+#include "mgcp/retransmit_buffer.h"
+#include "support/tracer.h"
+
+namespace {
+
+// Key texts and return codes come from the CallProcessor as C texts; none
+// is longer than the Mailbox item that carried it.
+constexpr std::size_t kMaxArgumentText = 200;
+
+std::string_view boundedText(const char* text) {
+    if (text == nullptr) return {};
+    std::size_t n = 0;
+    while (n < kMaxArgumentText && text[n] != '\0') ++n;
+    return {text, n};
+}
+
+std::string_view endpointName(const MediaSession& session) {
+    return {session.mEndpointName, fieldLength(session.mEndpointName)};
+}
+
+}  // namespace
+
+int MGCP::post(int code, const char* text) {
+    return process(code, mSessionRef, text, nullptr) == 0 ? 0 : 1;
+}
+
+int MGCP::process(int code, MediaSession* data, const char* text, MgcpPacket* packet) {
+    if (data == nullptr) return 1;
+    const bool on = true;
+    const bool off = false;
+    MgcpParent* parent = mParent;
+    if (parent != nullptr) parent->lockSignal(&on);
+    int result = 0;
+    {
+        platform::LockGuard lock(mLock);
+        switch (code) {
+            case kMgcpCrcx:
+            case kMgcpMdcx:
+            case kMgcpDlcxIn:
+            case kMgcpRqnt:
+                answerCommand(code, *data, packet);
+                break;
+            case kMgcpDlcxOut:
+                result = sendDlcx(*data);
+                break;
+            case kMgcpNtfy:
+                result = sendNtfy(*data, text);
+                break;
+            case kMgcpRsip:
+                result = sendRsip(*data);
+                break;
+            case kMgcpResponse:
+                result = sendResponse(*data, text, false);
+                break;
+            default:
+                result = 1;
+                break;
+        }
+    }
+    if (parent != nullptr) parent->lockSignal(&off);
+    return result;
+}
+
+void MGCP::answerCommand(int code, MediaSession& session, const MgcpPacket* packet) {
+    // The answers echo the command's number, read from behind the verb.
+    if (packet != nullptr && packet->length > 4 && packet->payload[4] == ' ') {
+        session.mLastTid = readTransactionId(packet->bytes());
+    }
+    switch (code) {
+        case kMgcpCrcx:
+            sendResponse(session, "100", false);
+            sendResponse(session, "200", true);
+            break;
+        case kMgcpMdcx:
+            sendResponse(session, "100", true);
+            sendResponse(session, "200", false);
+            break;
+        case kMgcpDlcxIn:
+            sendResponse(session, "250", false);
+            break;
+        case kMgcpRqnt:
+            sendResponse(session, "200", false);
+            break;
+        default:
+            break;
+    }
+}
+
+int MGCP::sendRsip(MediaSession& session) {
+    MgcpPacketPtr packet = createPacket();
+    if (!packet) return 1;
+    packet->length = static_cast<std::uint32_t>(buildRsip(packet->payload, session.mNextTid, endpointName(session)));
+    ++session.mNextTid;
+    // Commands wait again until this RSIP's own answer.
+    mRsipAcknowledged = false;
+    mRsipTid = readTransactionId(packet->bytes());
+    transmit(packet->payload, packet->length, false);
+    freePacket(std::move(packet));
+    return 0;
+}
+
+int MGCP::sendNtfy(MediaSession& session, const char* keyText) {
+    MgcpPacketPtr packet = createPacket();
+    if (!packet) return 1;
+    packet->length = static_cast<std::uint32_t>(
+        buildNtfy(packet->payload, session.mNextTid, endpointName(session), session.mRequestId, boundedText(keyText)));
+    ++session.mNextTid;
+    transmit(packet->payload, packet->length, false);
+    freePacket(std::move(packet));
+    return 0;
+}
+
+int MGCP::sendDlcx(MediaSession& session) {
+    MgcpPacketPtr packet = createPacket();
+    if (!packet) return 1;
+    const std::string_view callId(session.mCallId, fieldLength(session.mCallId));
+    packet->length = static_cast<std::uint32_t>(
+        buildDlcx(packet->payload, session.mLastTid, endpointName(session), callId, session.mConnectionId));
+    transmit(packet->payload, packet->length, false);
+    freePacket(std::move(packet));
+    return 0;
+}
+
+int MGCP::sendResponse(MediaSession& session, const char* code, bool withDescription) {
+    MgcpPacketPtr packet = createPacket();
+    if (!packet) return 0;
+    std::size_t length = buildResponse(packet->payload, boundedText(code), session.mLastTid);
+    if (withDescription) length = appendDescription(packet->payload, length, session);
+    packet->length = static_cast<std::uint32_t>(length);
+    transmit(packet->payload, packet->length, false);
+    freePacket(std::move(packet));
+    return 0;
+}
+
+int MGCP::transmit(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, std::uint32_t length, bool isResend) {
+    if (!mSocket.isOpen()) return 1;
+    // Held from before the send: an answer that comes back at once must
+    // find its command already buffered.
+    platform::LockGuard buffer(mBufferLock);
+    const std::uint32_t used = length < payload.size() ? length : static_cast<std::uint32_t>(payload.size());
+    const int sent =
+        mSocket.sendTo(mSession.mServerEndpoint.address, mSession.mServerEndpoint.port, payload.data(), used);
+    if (sent < 1) {
+        const int error = errno;
+        Tracer::instance()->trace(kTraceCritical, "[MGCP SOCKET] Socket returned errorcode: %d (%x)", error,
+                                  static_cast<unsigned>(error));
+        return 1;
+    }
+    const std::span<const std::uint8_t> message(payload.data(), used);
+    const int kind = classifySent(message);
+    // Responses go out once; a server that repeats its command is answered
+    // by handling it again.
+    if (isResend || kind == kMgcpResponse) return 0;
+    // A full buffer lets the command go out once, unbuffered.
+    if (!mBufferTable || mBufferTable->isFull()) return 0;
+    const std::int32_t tid = static_cast<std::int32_t>(readTransactionId(message));
+    if (mBufferTable->add(payload, used, tid, mClock.utcTimeOfDay())) {
+        Tracer::instance()->trace(kTraceDetail, "[MGCP] Packet transmitted: Event = %d; tID = %d; Buffer size = %d",
+                                  kind, tid, mBufferTable->count());
+    }
+    return 0;
+}
