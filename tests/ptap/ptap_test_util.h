@@ -1,0 +1,54 @@
+// Helpers of the PTAP tests: bytes from hex text, and datagrams from parts.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace ptap_test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// "50 54 41 50" -> {0x50, 0x54, 0x41, 0x50}
+inline Bytes hex(const std::string& text) {
+    Bytes out;
+    std::istringstream in(text);
+    std::string word;
+    while (in >> word) out.push_back(static_cast<std::uint8_t>(std::strtoul(word.c_str(), nullptr, 16)));
+    return out;
+}
+
+inline Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+inline Bytes item(std::uint8_t tag, const Bytes& value) {
+    Bytes out = {tag, static_cast<std::uint8_t>(value.size() >> 8), static_cast<std::uint8_t>(value.size())};
+    return out + value;
+}
+
+inline Bytes datagram(std::uint32_t tid, std::uint8_t type, const Bytes& payload) {
+    Bytes out = {'P',
+                 'T',
+                 'A',
+                 'P',
+                 static_cast<std::uint8_t>(tid >> 24),
+                 static_cast<std::uint8_t>(tid >> 16),
+                 static_cast<std::uint8_t>(tid >> 8),
+                 static_cast<std::uint8_t>(tid),
+                 type};
+    return out + payload;
+}
+
+// A payload of items closed by 0xFF.
+inline Bytes payload(const std::vector<Bytes>& items) {
+    Bytes out;
+    for (const Bytes& i : items) out = out + i;
+    out.push_back(0xFF);
+    return out;
+}
+
+}  // namespace ptap_test
