@@ -10,21 +10,6 @@ std::uint32_t msOfDay(const platform::TimeOfDay& t) {
            static_cast<std::uint32_t>(t.second) * 1000u + static_cast<std::uint32_t>(t.millisecond);
 }
 
-std::uint32_t retransmitWait(std::int32_t sendCount) {
-    switch (sendCount) {
-        case 0:
-            return 500;
-        case 1:
-            return 1000;
-        case 2:
-            return 2000;
-        case 3:
-            return 4000;
-        default:
-            return 1000;
-    }
-}
-
 bool MgcpBufferTable::add(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, std::uint32_t length,
                           std::int32_t tid, const platform::TimeOfDay& created) {
     try {
@@ -71,7 +56,7 @@ void MgcpBufferTable::walk(const platform::TimeOfDay& now, const Sender& send) {
         // value, the node goes out once at once, and `elapsed` takes up the
         // difference so that the next pass is normal again.
         node.period = nowMs - msOfDay(node.created) - static_cast<std::uint32_t>(node.elapsed);
-        if (node.period < retransmitWait(node.sendCount)) {
+        if (node.period < resendWaitMs(node.sendCount)) {
             ++it;
             continue;
         }

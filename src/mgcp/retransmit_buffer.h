@@ -6,6 +6,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "support/resend_schedule.h"
 #include <functional>
 #include <list>
 #include <span>
@@ -30,9 +32,6 @@ struct RetransmitNode {
 // past midnight a period comes out as a huge unsigned number.
 std::uint32_t msOfDay(const platform::TimeOfDay& t);
 
-// The wait before the next retransmission: 500, 1000, 2000, 4000 ms, then
-// 1000 ms for every later one.
-std::uint32_t retransmitWait(std::int32_t sendCount);
 
 class MgcpBufferTable {
 public:

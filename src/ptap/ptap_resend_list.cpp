@@ -4,21 +4,6 @@
 
 namespace ptap {
 
-std::uint32_t resendPeriodMs(int attempts) {
-    switch (attempts) {
-        case 0:
-            return 500;
-        case 1:
-            return 1000;
-        case 2:
-            return 2000;
-        case 3:
-            return 4000;
-        default:
-            return 1000;
-    }
-}
-
 bool ResendList::add(std::span<const std::uint8_t> datagram, std::uint64_t nowMs) {
     if (mItems.size() >= kResendListCapacity) {
         Tracer::instance()->trace(kTraceError, "[PTAP :: ERROR] Copy to buffer operation - Buffer is full");
@@ -67,7 +52,7 @@ ResendList::ScanResult ResendList::scan(std::uint64_t nowMs) {
         const std::uint64_t step = age > item.elapsedMs ? age - item.elapsedMs : 0;
         item.elapsedMs += step;
         item.sinceLastSendMs += step;
-        if (item.sinceLastSendMs < resendPeriodMs(item.attempts)) continue;
+        if (item.sinceLastSendMs < resendWaitMs(item.attempts)) continue;
         if (item.attempts >= kMaxResends) {
             result.dropped = true;
             result.droppedTid = item.tid;

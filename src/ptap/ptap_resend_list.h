@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+
+#include "support/resend_schedule.h"
 #include <list>
 #include <span>
 #include <vector>
@@ -16,8 +18,6 @@ constexpr std::size_t kResendListCapacity = 50;
 // A packet is resent this many times at most; the next due time drops it.
 constexpr int kMaxResends = 16;
 
-// Wait before the resend that follows `attempts` earlier resends.
-std::uint32_t resendPeriodMs(int attempts);
 
 class ResendList {
 public:

@@ -45,12 +45,12 @@ std::vector<std::int32_t> tids(const MgcpBufferTable& table) {
 }
 
 TEST(RetransmitWait, DoublesThreeTimesThenStaysAtOneSecond) {
-    EXPECT_EQ(retransmitWait(0), 500u);
-    EXPECT_EQ(retransmitWait(1), 1000u);
-    EXPECT_EQ(retransmitWait(2), 2000u);
-    EXPECT_EQ(retransmitWait(3), 4000u);
-    EXPECT_EQ(retransmitWait(4), 1000u);
-    EXPECT_EQ(retransmitWait(14), 1000u);
+    EXPECT_EQ(resendWaitMs(0), 500u);
+    EXPECT_EQ(resendWaitMs(1), 1000u);
+    EXPECT_EQ(resendWaitMs(2), 2000u);
+    EXPECT_EQ(resendWaitMs(3), 4000u);
+    EXPECT_EQ(resendWaitMs(4), 1000u);
+    EXPECT_EQ(resendWaitMs(14), 1000u);
 }
 
 TEST(MsOfDay, CountsFromMidnight) {

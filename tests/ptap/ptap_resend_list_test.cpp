@@ -29,8 +29,8 @@ std::vector<std::uint64_t> resendTimes(ptap::ResendList& list, std::uint64_t fro
 
 TEST(PtapResendList, PeriodsDoubleFourTimesThenStayAtOneSecond) {
     const std::uint32_t expected[] = {500, 1000, 2000, 4000, 1000, 1000, 1000, 1000};
-    for (int attempts = 0; attempts < 8; ++attempts) EXPECT_EQ(ptap::resendPeriodMs(attempts), expected[attempts]);
-    EXPECT_EQ(ptap::resendPeriodMs(15), 1000u);
+    for (int attempts = 0; attempts < 8; ++attempts) EXPECT_EQ(resendWaitMs(attempts), expected[attempts]);
+    EXPECT_EQ(resendWaitMs(15), 1000u);
 }
 
 TEST(PtapResendList, ResendsSixteenTimesAndDropsAtTwentyPointFiveSeconds) {
