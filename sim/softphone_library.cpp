@@ -8,24 +8,61 @@
 namespace sim {
 
 const std::vector<std::string>& exportNames() {
-    static const std::vector<std::string> names = {
-        "initialize", "uninitialize", "put_key", "make_call", "send_error", "open_voice", "close_voice",
-        "send_voice", "recv_voice", "set_alaw", "AudioModuleStart", "AudioModuleShutdown",
-        "AudioModulePlayVoice", "AudioModuleRecordStart", "AudioModuleRegisterCallback",
-        "AudioModuleGetInDevice", "AudioModuleGetOutDevice", "AudioModuleSetDevice", "AudioModulePlayFile",
-        "AudioModuleStopPlayFile", "AudioModuleSetSpeakerVolume", "AudioModuleSetRingVolume",
-        "AudioModuleSetMicVolume", "AudioModuleGetEngineStatus", "AudioModuleGetDeviceID",
-        "AudioModuleSetWindowHandle", "AudioModulePlayTone", "AudioModuleStopPlayTone", "ToneModulePlayDTMF",
-        "ToneModuleGetKeyPadMode", "ToneModuleGetProgramMode", "ToneModuleSetKeyPadMode",
-        "ToneModuleSetProgramMode", "ToneModulePlayTone", "ToneModuleSaveCustomTone",
-        "ToneModuleRemoveCustomTone", "ToneModuleGetCustomTone", "ToneModuleSetServiceTonePath",
-        "ToneModulePlayServiceTone", "tracer_startup", "tracer_add_filter", "tracer_remove_filter",
-        "tracer_set_filter", "set_module_variable", "get_module_variable", "check_leading", "check_added",
-        "get_formatted_number", "discard_changes"};
+    static const std::vector<std::string> names = {"initialize",
+                                                   "uninitialize",
+                                                   "put_key",
+                                                   "make_call",
+                                                   "send_error",
+                                                   "open_voice",
+                                                   "close_voice",
+                                                   "send_voice",
+                                                   "recv_voice",
+                                                   "set_alaw",
+                                                   "AudioModuleStart",
+                                                   "AudioModuleShutdown",
+                                                   "AudioModulePlayVoice",
+                                                   "AudioModuleRecordStart",
+                                                   "AudioModuleRegisterCallback",
+                                                   "AudioModuleGetInDevice",
+                                                   "AudioModuleGetOutDevice",
+                                                   "AudioModuleSetDevice",
+                                                   "AudioModulePlayFile",
+                                                   "AudioModuleStopPlayFile",
+                                                   "AudioModuleSetSpeakerVolume",
+                                                   "AudioModuleSetRingVolume",
+                                                   "AudioModuleSetMicVolume",
+                                                   "AudioModuleGetEngineStatus",
+                                                   "AudioModuleGetDeviceID",
+                                                   "AudioModuleSetWindowHandle",
+                                                   "AudioModulePlayTone",
+                                                   "AudioModuleStopPlayTone",
+                                                   "ToneModulePlayDTMF",
+                                                   "ToneModuleGetKeyPadMode",
+                                                   "ToneModuleGetProgramMode",
+                                                   "ToneModuleSetKeyPadMode",
+                                                   "ToneModuleSetProgramMode",
+                                                   "ToneModulePlayTone",
+                                                   "ToneModuleSaveCustomTone",
+                                                   "ToneModuleRemoveCustomTone",
+                                                   "ToneModuleGetCustomTone",
+                                                   "ToneModuleSetServiceTonePath",
+                                                   "ToneModulePlayServiceTone",
+                                                   "tracer_startup",
+                                                   "tracer_add_filter",
+                                                   "tracer_remove_filter",
+                                                   "tracer_set_filter",
+                                                   "set_module_variable",
+                                                   "get_module_variable",
+                                                   "check_leading",
+                                                   "check_added",
+                                                   "get_formatted_number",
+                                                   "discard_changes"};
     return names;
 }
 
-SoftphoneLibrary::~SoftphoneLibrary() { unload(); }
+SoftphoneLibrary::~SoftphoneLibrary() {
+    unload();
+}
 
 bool SoftphoneLibrary::load(const std::string& path) {
     unload();

@@ -93,11 +93,11 @@ private:
 // One callback as the library made it.
 struct CallbackRecord {
     enum Kind { ClientEvent, KeyState, DisplayText, LinkEvent } kind = ClientEvent;
-    int code = 0;               // client or link event code
-    std::string data;           // client event bytes (length as given), or display text
-    std::uint32_t first = 0;    // key state words
+    int code = 0;             // client or link event code
+    std::string data;         // client event bytes (length as given), or display text
+    std::uint32_t first = 0;  // key state words
     std::uint32_t second = 0;
-    std::vector<int> zeros;     // the arguments that must be 0
+    std::vector<int> zeros;  // the arguments that must be 0
 };
 
 // Process-wide recorder behind the four plain-function callbacks.

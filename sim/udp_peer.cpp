@@ -6,7 +6,9 @@
 
 namespace sim {
 
-UdpPeer::~UdpPeer() { stop(); }
+UdpPeer::~UdpPeer() {
+    stop();
+}
 
 bool UdpPeer::start(std::uint16_t port, std::uint32_t bindAddress) {
     if (!mSocket.open(port, bindAddress)) return false;

@@ -24,9 +24,7 @@ struct Datagram {
     std::uint16_t fromPort = 0;
     std::uint64_t atMs = 0;  // monotonic milliseconds at arrival
 
-    std::string_view text() const {
-        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-    }
+    std::string_view text() const { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 };
 
 class UdpPeer {

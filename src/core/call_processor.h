@@ -25,6 +25,11 @@ public:
     // How long start-up waits for each link's answer.
     static constexpr unsigned kAnswerWaitMs = 19000;
     static constexpr unsigned kMailboxPollMs = 50;
+    static constexpr unsigned kRsipPollMs = 100;
+    // PTAP packet types the CallProcessor sends.
+    static constexpr int kPtapStart = 0x04;
+    static constexpr int kPtapOpBegin = 0x0F;
+    static constexpr int kPtapError = 0x14;
 
     CallProcessor();
     ~CallProcessor() override;
@@ -54,6 +59,9 @@ public:
     // 0 accepted, 1 refused; a refused input leaves the state alone.
     int stepCallState(const CoreEvent* input);
     int notifyClient(const CoreEvent* event, const char* data);
+    // Pushes what the server said about the media into Wave (CRCX, MDCX,
+    // DLCX) or walks one signal block (RQNT).
+    int dispatchMgcp(const CoreEvent* event, const char* data);
 
     std::int32_t callState() const { return mCallState.load(); }
     bool isStopping() const { return mStopping.load(); }
@@ -63,6 +71,8 @@ private:
     int failStart(int level, const char* message, int result = 1);
     void pollMailbox();
     void stopMailboxThread();
+    void applyMediaSession(const char* data);
+    void walkSignalBlock(const char* block);
 
     platform::RecursiveLock mLock;
     std::unique_ptr<platform::Thread> mMailboxThread;

@@ -9,13 +9,13 @@ struct Transition {
 };
 
 constexpr Transition kTransitions[] = {
-    {kCallIdle, 2, kCallRinging},     {kCallIdle, 3, kCallDialling},    {kCallIdle, 13, kCallIdle},
-    {kCallIdle, 14, kCallIdle},       {kCallDialling, 4, kCallIdle},    {kCallDialling, 8, kCallConnected},
-    {kCallDialling, 9, kCallIdle},    {kCallDialling, 13, kCallDialling}, {kCallDialling, 14, kCallIdle},
-    {kCallDialling, 15, kCallDialling}, {kCallRinging, 1, kCallIdle},   {kCallRinging, 3, kCallConnected},
-    {kCallRinging, 4, kCallIdle},     {kCallRinging, 5, kCallIdle},     {kCallRinging, 6, kCallConnected},
-    {kCallRinging, 13, kCallRinging}, {kCallConnected, 1, kCallIdle},   {kCallConnected, 2, kCallConnected},
-    {kCallConnected, 4, kCallIdle},   {kCallConnected, 5, kCallIdle},   {kCallConnected, 6, kCallConnected},
+    {kCallIdle, 2, kCallRinging},         {kCallIdle, 3, kCallDialling},      {kCallIdle, 13, kCallIdle},
+    {kCallIdle, 14, kCallIdle},           {kCallDialling, 4, kCallIdle},      {kCallDialling, 8, kCallConnected},
+    {kCallDialling, 9, kCallIdle},        {kCallDialling, 13, kCallDialling}, {kCallDialling, 14, kCallIdle},
+    {kCallDialling, 15, kCallDialling},   {kCallRinging, 1, kCallIdle},       {kCallRinging, 3, kCallConnected},
+    {kCallRinging, 4, kCallIdle},         {kCallRinging, 5, kCallIdle},       {kCallRinging, 6, kCallConnected},
+    {kCallRinging, 13, kCallRinging},     {kCallConnected, 1, kCallIdle},     {kCallConnected, 2, kCallConnected},
+    {kCallConnected, 4, kCallIdle},       {kCallConnected, 5, kCallIdle},     {kCallConnected, 6, kCallConnected},
     {kCallConnected, 13, kCallConnected},
 };
 

@@ -24,4 +24,6 @@ void guardedVoid(Body&& body) noexcept {
 }
 
 // A bool of the client arrives as a 32-bit integer whose low byte counts.
-inline bool lowByteFlag(int value) { return (value & 0xFF) != 0; }
+inline bool lowByteFlag(int value) {
+    return (value & 0xFF) != 0;
+}

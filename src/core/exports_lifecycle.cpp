@@ -27,7 +27,9 @@ void destroyCallProcessor() {
 
 // Process detach: a running CallProcessor is stopped and its threads joined
 // before the code they run is unmapped.
-__attribute__((destructor)) void onLibraryDetach() { destroyCallProcessor(); }
+__attribute__((destructor)) void onLibraryDetach() {
+    destroyCallProcessor();
+}
 
 }  // namespace
 

@@ -15,35 +15,81 @@ SP_EXPORT int AudioModuleStart(void) {
         return -1;
     });
 }
-SP_EXPORT int AudioModuleShutdown(void) { return 0; }
-SP_EXPORT int AudioModulePlayVoice(const void*, int) { return 0; }
-SP_EXPORT int AudioModuleRecordStart(int) { return 0; }
-SP_EXPORT int AudioModuleRegisterCallback(AudioRecordCallback) { return 0; }
-SP_EXPORT int AudioModuleGetInDevice(sp_wchar_t***) { return -1; }
-SP_EXPORT int AudioModuleGetOutDevice(sp_wchar_t***) { return -1; }
-SP_EXPORT int AudioModuleSetDevice(int, int, int) { return 0; }
-SP_EXPORT int AudioModulePlayFile(const sp_wchar_t*, int) { return 0; }
-SP_EXPORT int AudioModuleStopPlayFile(void) { return 0; }
+SP_EXPORT int AudioModuleShutdown(void) {
+    return 0;
+}
+SP_EXPORT int AudioModulePlayVoice(const void*, int) {
+    return 0;
+}
+SP_EXPORT int AudioModuleRecordStart(int) {
+    return 0;
+}
+SP_EXPORT int AudioModuleRegisterCallback(AudioRecordCallback) {
+    return 0;
+}
+SP_EXPORT int AudioModuleGetInDevice(sp_wchar_t***) {
+    return -1;
+}
+SP_EXPORT int AudioModuleGetOutDevice(sp_wchar_t***) {
+    return -1;
+}
+SP_EXPORT int AudioModuleSetDevice(int, int, int) {
+    return 0;
+}
+SP_EXPORT int AudioModulePlayFile(const sp_wchar_t*, int) {
+    return 0;
+}
+SP_EXPORT int AudioModuleStopPlayFile(void) {
+    return 0;
+}
 SP_EXPORT void AudioModuleSetSpeakerVolume(int, float) {}
 SP_EXPORT void AudioModuleSetRingVolume(int, float) {}
 SP_EXPORT void AudioModuleSetMicVolume(int, float) {}
-SP_EXPORT int AudioModuleGetEngineStatus(void) { return -1; }
+SP_EXPORT int AudioModuleGetEngineStatus(void) {
+    return -1;
+}
 SP_EXPORT void AudioModuleGetDeviceID(int*, int*, int*) {}
 SP_EXPORT void AudioModuleSetWindowHandle(void*) {}
-SP_EXPORT int AudioModulePlayTone(const sp_wchar_t*, int) { return 0; }
-SP_EXPORT int AudioModuleStopPlayTone(void) { return 0; }
+SP_EXPORT int AudioModulePlayTone(const sp_wchar_t*, int) {
+    return 0;
+}
+SP_EXPORT int AudioModuleStopPlayTone(void) {
+    return 0;
+}
 
 // The tone player is not part of this build: every call finds no object.
-SP_EXPORT int ToneModulePlayDTMF(int, int) { return -1; }
-SP_EXPORT int ToneModuleGetKeyPadMode(void) { return -1; }
-SP_EXPORT int ToneModuleGetProgramMode(void) { return -1; }
-SP_EXPORT int ToneModuleSetKeyPadMode(int) { return -1; }
-SP_EXPORT int ToneModuleSetProgramMode(int) { return -1; }
-SP_EXPORT int ToneModulePlayTone(int, int, int) { return -1; }
-SP_EXPORT int ToneModuleSaveCustomTone(int, const sp_wchar_t*) { return -1; }
-SP_EXPORT int ToneModuleRemoveCustomTone(int) { return -1; }
-SP_EXPORT int ToneModuleGetCustomTone(int, sp_wchar_t**) { return -1; }
-SP_EXPORT int ToneModuleSetServiceTonePath(int) { return -1; }
-SP_EXPORT int ToneModulePlayServiceTone(int) { return -1; }
+SP_EXPORT int ToneModulePlayDTMF(int, int) {
+    return -1;
+}
+SP_EXPORT int ToneModuleGetKeyPadMode(void) {
+    return -1;
+}
+SP_EXPORT int ToneModuleGetProgramMode(void) {
+    return -1;
+}
+SP_EXPORT int ToneModuleSetKeyPadMode(int) {
+    return -1;
+}
+SP_EXPORT int ToneModuleSetProgramMode(int) {
+    return -1;
+}
+SP_EXPORT int ToneModulePlayTone(int, int, int) {
+    return -1;
+}
+SP_EXPORT int ToneModuleSaveCustomTone(int, const sp_wchar_t*) {
+    return -1;
+}
+SP_EXPORT int ToneModuleRemoveCustomTone(int) {
+    return -1;
+}
+SP_EXPORT int ToneModuleGetCustomTone(int, sp_wchar_t**) {
+    return -1;
+}
+SP_EXPORT int ToneModuleSetServiceTonePath(int) {
+    return -1;
+}
+SP_EXPORT int ToneModulePlayServiceTone(int) {
+    return -1;
+}
 
 }  // extern "C"

@@ -5,7 +5,9 @@
 
 #include "support/tracer.h"
 
-Mailbox::Mailbox() { Tracer::instance()->trace(kTraceStatus, "[MAILBOX] Module created"); }
+Mailbox::Mailbox() {
+    Tracer::instance()->trace(kTraceStatus, "[MAILBOX] Module created");
+}
 
 Mailbox::~Mailbox() {
     shutdown();
@@ -18,7 +20,8 @@ int Mailbox::start() {
     if (mQueue != nullptr) return 0;
     mQueue = new (std::nothrow) MailboxQueue();
     if (mQueue == nullptr) {
-        Tracer::instance()->trace(kTraceCritical, "[MAILBOX ::  CRITICAL ERROR] Object creation failed - Mailbox queue");
+        Tracer::instance()->trace(kTraceCritical,
+                                  "[MAILBOX ::  CRITICAL ERROR] Object creation failed - Mailbox queue");
         return 1;
     }
     return 0;

@@ -26,7 +26,9 @@ public:
 };
 }  // namespace
 
-std::uint64_t monotonicMs() { return monotonicTicks() / 1000000u; }
+std::uint64_t monotonicMs() {
+    return monotonicTicks() / 1000000u;
+}
 
 std::uint64_t monotonicTicks() {
     timespec ts{};
@@ -34,12 +36,14 @@ std::uint64_t monotonicTicks() {
     return static_cast<std::uint64_t>(ts.tv_sec) * 1000000000u + static_cast<std::uint64_t>(ts.tv_nsec);
 }
 
-std::uint64_t ticksPerSecond() { return 1000000000u; }
+std::uint64_t ticksPerSecond() {
+    return 1000000000u;
+}
 
 TimeOfDay utcTimeOfDay() {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
-    struct tm t{};
+    struct tm t {};
     gmtime_r(&ts.tv_sec, &t);
     return fromTm(t, ts.tv_nsec);
 }
@@ -47,7 +51,7 @@ TimeOfDay utcTimeOfDay() {
 TimeOfDay localTimeOfDay() {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
-    struct tm t{};
+    struct tm t {};
     localtime_r(&ts.tv_sec, &t);
     return fromTm(t, ts.tv_nsec);
 }

@@ -7,7 +7,9 @@
 
 namespace platform {
 
-OutputFile::~OutputFile() { close(); }
+OutputFile::~OutputFile() {
+    close();
+}
 
 bool OutputFile::create(const char* path) {
     close();
@@ -18,7 +20,9 @@ bool OutputFile::create(const char* path) {
     return mFd >= 0;
 }
 
-bool OutputFile::seekToEnd() { return mFd >= 0 && ::lseek(mFd, 0, SEEK_END) >= 0; }
+bool OutputFile::seekToEnd() {
+    return mFd >= 0 && ::lseek(mFd, 0, SEEK_END) >= 0;
+}
 
 bool OutputFile::write(const char* data, std::size_t length) {
     if (mFd < 0) return false;

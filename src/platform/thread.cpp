@@ -35,9 +35,15 @@ bool setCurrentThreadPriority(ThreadPriority priority) {
     int low = sched_get_priority_min(policy);
     int high = sched_get_priority_max(policy);
     switch (priority) {
-        case ThreadPriority::AboveNormal: param.sched_priority = low; break;
-        case ThreadPriority::Highest: param.sched_priority = (low + high) / 2; break;
-        default: param.sched_priority = high; break;
+        case ThreadPriority::AboveNormal:
+            param.sched_priority = low;
+            break;
+        case ThreadPriority::Highest:
+            param.sched_priority = (low + high) / 2;
+            break;
+        default:
+            param.sched_priority = high;
+            break;
     }
     return pthread_setschedparam(pthread_self(), policy, &param) == 0;
 }
@@ -94,9 +100,13 @@ void Thread::join() {
     }
 }
 
-bool Thread::joinable() const { return mState && mState->thread.joinable(); }
+bool Thread::joinable() const {
+    return mState && mState->thread.joinable();
+}
 
-std::uint32_t Thread::id() const { return mState ? mState->id : 0; }
+std::uint32_t Thread::id() const {
+    return mState ? mState->id : 0;
+}
 
 bool Thread::isCurrent() const {
     return mState && mState->thread.get_id() == std::this_thread::get_id();

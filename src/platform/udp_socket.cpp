@@ -14,7 +14,9 @@ namespace platform {
 
 UdpSocket::UdpSocket() = default;
 
-UdpSocket::~UdpSocket() { close(); }
+UdpSocket::~UdpSocket() {
+    close();
+}
 
 bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
     std::lock_guard<std::mutex> lock(mMutex);
@@ -66,7 +68,9 @@ int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* dat
     return sent < 0 ? -1 : static_cast<int>(sent);
 }
 
-ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity) { return receiveImpl(buffer, capacity, -1); }
+ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity) {
+    return receiveImpl(buffer, capacity, -1);
+}
 
 ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity, int timeoutMs) {
     return receiveImpl(buffer, capacity, timeoutMs < 0 ? 0 : timeoutMs);
@@ -105,8 +109,8 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
         socklen_t fromLen = sizeof from;
         // MSG_TRUNC makes the system report the datagram's real size, so an
         // oversize datagram is seen as such instead of arriving cut.
-        ssize_t got = ::recvfrom(fd, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from),
-                                 &fromLen);
+        ssize_t got =
+            ::recvfrom(fd, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fromLen);
         if (got < 0) {
             if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) continue;
             result.status = ReceiveStatus::Error;

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <condition_variable>
 
 namespace platform {
 

@@ -15,7 +15,9 @@ Tracer* Tracer::instance() {
     return sInstance;
 }
 
-Tracer::Tracer() { resetClock(); }
+Tracer::Tracer() {
+    resetClock();
+}
 
 void Tracer::resetClock() {
     std::uint64_t rate = platform::ticksPerSecond();

@@ -2,9 +2,8 @@
 // a trace file of its own, and the callbacks recorded.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <dirent.h>
+#include <gtest/gtest.h>
 
 #include <fstream>
 #include <random>

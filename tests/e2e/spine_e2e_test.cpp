@@ -1,9 +1,12 @@
-// The library as a client sees it before the links are built: every export
-// resolves, initialize walks start-up to the first engine that doesn't
-// stand, and uninitialize closes the trace.
+// The library's surface as a client sees it: every export resolves, exports
+// without their objects give their results, a failed start leaves nothing
+// behind, and uninitialize closes the trace.
+#include <algorithm>
 #include <chrono>
 
 #include "e2e_fixture.h"
+#include "sim/mgcp_server.h"
+#include "sim/ptap_server.h"
 
 TEST_F(SoftphoneE2E, ResolvesAllFortyNineExports) {
     EXPECT_EQ(sim::exportNames().size(), 49u);
@@ -23,26 +26,29 @@ TEST_F(SoftphoneE2E, ExportsWithoutObjectsGiveTheirResults) {
     EXPECT_EQ(api().uninitialize(), 0);
 }
 
-TEST_F(SoftphoneE2E, StartUpStopsAtTheFirstMissingEngineAndUninitializeEndsTheTrace) {
+TEST_F(SoftphoneE2E, ARefusedStartLeavesNothingAndKeepsTheTraceOpen) {
+    sim::PtapServer ptap;
+    ASSERT_TRUE(ptap.start());
+    ptap.refuse();
     startTrace();
     PtapParameters out{};
-    const auto began = std::chrono::steady_clock::now();
-    const int result = api().initialize(&params_, &out);
-    const auto took = std::chrono::steady_clock::now() - began;
-    EXPECT_EQ(result, 1);
-    EXPECT_LT(took, std::chrono::seconds(2));
-    const std::vector<std::string> expected = {
-        "[CP] Module created",
-        "[CP] Module starting",
-        "[CP :: CRITICAL ERROR] Object creation failed - PTAP",
-        "[CRITICAL ERROR] Startup failed: CallProcessor",
-        "[CP] Module Destroyed ",
-    };
-    EXPECT_EQ(traceMessages(), expected);
+    EXPECT_EQ(api().initialize(&params_, &out), 0xC9);
+    const std::vector<std::string> messages = traceMessages();
+    auto at = [&](const std::string& m) { return std::find(messages.begin(), messages.end(), m) - messages.begin(); };
+    const auto created = at("[CP] Module created");
+    const auto starting = at("[CP] Module starting");
+    const auto refused = at("[CP :: CRITICAL ERROR] PTAP START - Registration failed/not possible");
+    const auto failed = at("[CRITICAL ERROR] Startup failed: CallProcessor");
+    const auto destroyed = at("[CP] Module Destroyed ");
+    EXPECT_LT(created, starting);
+    EXPECT_LT(starting, refused);
+    EXPECT_LT(refused, failed);
+    EXPECT_LT(failed, destroyed);
+    EXPECT_LT(destroyed, static_cast<std::ptrdiff_t>(messages.size()));
 
     // The failed start left nothing behind, so a second initialize starts
     // over; uninitialize with no CallProcessor leaves the trace open.
-    EXPECT_EQ(api().initialize(&params_, &out), 1);
+    EXPECT_EQ(api().initialize(&params_, &out), 0xC9);
     EXPECT_EQ(api().uninitialize(), 0);
     EXPECT_EQ(traceText().find("TRACE END"), std::string::npos);
 }
@@ -60,11 +66,19 @@ TEST_F(SoftphoneE2E, UninitializeAfterANullContainerClosesTheTrace) {
 }
 
 TEST_F(SoftphoneE2E, RepeatedStartsLeaveNoThreadBehind) {
+    sim::PtapServer ptap;
+    sim::MgcpServer mgcp;
+    ASSERT_TRUE(ptap.start());
+    ASSERT_TRUE(mgcp.start());
     const std::size_t before = threadCount();
     PtapParameters out{};
-    for (int i = 0; i < 20; ++i) {
-        api().initialize(&params_, &out);
-        api().uninitialize();
+    for (int i = 0; i < 5; ++i) {
+        ptap.refuse();
+        EXPECT_EQ(api().initialize(&params_, &out), 0xC9);
+        EXPECT_EQ(api().uninitialize(), 0);
+        ptap.acceptRegistration(0);
+        EXPECT_EQ(api().initialize(&params_, &out), 0);
+        EXPECT_EQ(api().uninitialize(), 0);
     }
     EXPECT_EQ(threadCount(), before);
 }

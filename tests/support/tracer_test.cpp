@@ -5,9 +5,9 @@
 #include <cctype>
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
-#include <random>
 
 namespace {
 
@@ -62,7 +62,8 @@ TEST_F(TracerTest, WritesBannersAndStampedLinesWithCrLf) {
     EXPECT_GE(seconds, 0.0f);
     EXPECT_EQ(line.substr(secondsAt + 8), "  [CP] Module starting\r\n") << line;
     const std::string minuteText = line.substr(line.find(':', timeAt) + 1, 2);
-    EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(minuteText[0])) && std::isdigit(static_cast<unsigned char>(minuteText[1])));
+    EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(minuteText[0])) &&
+                std::isdigit(static_cast<unsigned char>(minuteText[1])));
 }
 
 TEST_F(TracerTest, FilterPassesOnlyItsBitsAndAllBitsAlwaysPass) {
