@@ -124,9 +124,12 @@ TEST_F(StartedCallProcessor, RingPatternOutsideOneToThreeIsAToneEvent) {
 }
 
 TEST_F(StartedCallProcessor, SignalBlocksReachTheClientByTheirTags) {
+    // Blocks are 1024 bytes, as MGCP hands them over: the client reads
+    // records behind the tag.
     char ks[1024] = {'k', 's', 1, 0, 0, 0, 2, 0, 0, 0};
+    char tone[1024] = {'t', 'o', 'n', 'e', 5};
     raise(6, "mute");
-    raise(6, "tone\x05");
+    raise(6, tone);
     raise(6, "voff");
     raise(6, ks);
     raise(6, "lcdHELLO");
