@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "core/engine_interfaces.h"
@@ -17,7 +17,7 @@
 
 namespace mgcp_test {
 
-constexpr const char* kEndpoint = "d1@0011223344ff";
+constexpr const char* kRsip1 = "RSIP 1 d1@0011223344ff MGCP 1.0\r\nRM: restart\r\n";
 
 class FakeParent : public MgcpParent {
 public:
@@ -30,28 +30,15 @@ public:
             mSignalLock.unlock();
         }
     }
-    int onMgcpEvent(const CoreEvent*, const char*, const bool*) override {
-        ++mEvents;
-        return 0;
-    }
+    int onMgcpEvent(const CoreEvent*, const char*, const bool*) override { return 0; }
 
     platform::RecursiveLock mSignalLock;
     std::atomic<int> mLocks{0};
     std::atomic<int> mUnlocks{0};
-    std::atomic<int> mEvents{0};
 };
 
-inline NetworkInitData makeInitData() {
-    NetworkInitData data{};
-    data.mLocalAddress = 0x0A010203;  // 10.1.2.3: only written into the description
-    const std::uint8_t mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0xff};
-    for (int i = 0; i < 6; ++i) data.mHardwareAddress[i] = mac[i];
-    data.mServerAddress = sim::kLoopbackAddress;
-    return data;
-}
-
 // Polls a condition that no datagram signals, such as the engine's own flags.
-inline bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
+inline bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
     const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
     while (!done()) {
         if (platform::monotonicMs() >= end) return false;
@@ -62,20 +49,32 @@ inline bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
 
 class MgcpEngineTest : public ::testing::Test {
 protected:
-    // The engine runs on `clock`; the system's unless a test gives its own.
-    void startEngine(const platform::Clock& clock = platform::systemClock()) {
+    MgcpEngineTest() {
+        mInitData.mLocalAddress = 0x0A010203;  // 10.1.2.3: only written into the description
+        std::memcpy(mInitData.mHardwareAddress, "\x00\x11\x22\x33\x44\xff", 6);
+        mInitData.mServerAddress = sim::kLoopbackAddress;
+    }
+    void TearDown() override {
+        mMgcp.shutdown();
+        mServer.stop();
+    }
+
+    void startEngine() {
         ASSERT_TRUE(mServer.start());
-        mMgcp = std::make_unique<MGCP>(clock);
-        ASSERT_EQ(mMgcp->setParent(&mParent), 0);
-        ASSERT_EQ(mMgcp->setNetworkInitData(&mInitData), 0);
-        ASSERT_EQ(mMgcp->start(), 0);
-        ASSERT_EQ(mMgcp->setLocalRtpPort(8000), 0);
+        ASSERT_EQ(mMgcp.setParent(&mParent), 0);
+        ASSERT_EQ(mMgcp.setNetworkInitData(&mInitData), 0);
+        ASSERT_EQ(mMgcp.start(), 0);
+        ASSERT_EQ(mMgcp.setLocalRtpPort(8000), 0);
     }
 
     // The RSIP, answered: after it the engine takes commands.
     void registerTerminal() {
-        ASSERT_EQ(mMgcp->post(7, nullptr), 0);
-        ASSERT_TRUE(waitUntil([this] { return mMgcp->isRsipAcknowledged(); }, 5000));
+        ASSERT_EQ(mMgcp.post(7, nullptr), 0);
+        ASSERT_TRUE(waitUntil([this] { return mMgcp.isRsipAcknowledged(); }));
+    }
+
+    bool bufferEmpties() {
+        return waitUntil([this] { return mMgcp.bufferCount() == 0; });
     }
 
     // Waits for the datagram at `index` and gives its text.
@@ -84,16 +83,10 @@ protected:
         return std::string(mServer.received()[index].text());
     }
 
-    void TearDown() override {
-        if (mMgcp) mMgcp->shutdown();
-        mMgcp.reset();
-        mServer.stop();
-    }
-
     sim::MgcpServer mServer;
     FakeParent mParent;
-    NetworkInitData mInitData = makeInitData();
-    std::unique_ptr<MGCP> mMgcp;
+    NetworkInitData mInitData{};
+    MGCP mMgcp;
 };
 
 }  // namespace mgcp_test

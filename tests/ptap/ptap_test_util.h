@@ -26,29 +26,21 @@ inline Bytes operator+(Bytes a, const Bytes& b) {
 }
 
 inline Bytes item(std::uint8_t tag, const Bytes& value) {
-    Bytes out = {tag, static_cast<std::uint8_t>(value.size() >> 8), static_cast<std::uint8_t>(value.size())};
-    return out + value;
-}
-
-inline Bytes datagram(std::uint32_t tid, std::uint8_t type, const Bytes& payload) {
-    Bytes out = {'P',
-                 'T',
-                 'A',
-                 'P',
-                 static_cast<std::uint8_t>(tid >> 24),
-                 static_cast<std::uint8_t>(tid >> 16),
-                 static_cast<std::uint8_t>(tid >> 8),
-                 static_cast<std::uint8_t>(tid),
-                 type};
-    return out + payload;
+    return Bytes{tag, static_cast<std::uint8_t>(value.size() >> 8), static_cast<std::uint8_t>(value.size())} + value;
 }
 
 // A payload of items closed by 0xFF.
 inline Bytes payload(const std::vector<Bytes>& items) {
     Bytes out;
     for (const Bytes& i : items) out = out + i;
-    out.push_back(0xFF);
-    return out;
+    return out + Bytes{0xFF};
+}
+
+inline Bytes datagram(std::uint32_t tid, std::uint8_t type, const Bytes& body) {
+    Bytes out = {'P', 'T', 'A', 'P'};
+    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(tid >> shift));
+    out.push_back(type);
+    return out + body;
 }
 
 }  // namespace ptap_test
