@@ -11,92 +11,71 @@
 
 namespace {
 
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : mData(data), mSize(size) {}
+using Utf16 = std::basic_string<sp_wchar_t>;
 
-    std::uint8_t byte() { return mAt < mSize ? mData[mAt++] : 0; }
-    sp_wchar_t unit() {
-        const std::uint8_t low = byte();
-        const std::uint8_t high = byte();
-        return static_cast<sp_wchar_t>(low | (high << 8));
-    }
-
-    // Up to `count` units into a fixed field, leaving the rest zero.
-    template <std::size_t N>
-    void field(sp_wchar_t (&target)[N], std::size_t count) {
-        for (std::size_t i = 0; i < N; ++i) target[i] = i < count ? unit() : 0;
-    }
-
-    // The rest as a zero-terminated text.
-    std::basic_string<sp_wchar_t> rest() {
-        std::basic_string<sp_wchar_t> text;
-        while (mAt + 1 < mSize) {
-            const sp_wchar_t u = unit();
-            if (u != 0) text.push_back(u);
-        }
-        return text;
-    }
-
-private:
-    const std::uint8_t* mData;
-    std::size_t mSize;
-    std::size_t mAt = 0;
-};
-
-void checkFormatted(NumberFormatter& formatter, const std::basic_string<sp_wchar_t>& number, int length) {
-    sp_wchar_t* out = nullptr;
-    const int result = formatter.formatNumber(number.c_str(), length, &out);
-    if (result < 0) {
-        if (length >= 0) std::abort();
-        return;
-    }
-    const std::basic_string<sp_wchar_t> text(out);
-    if (static_cast<std::size_t>(result) != text.size() + 1) std::abort();
-    if (!text.empty() && text[0] == u'P') std::abort();
-    if (text.find(u'+') != std::basic_string<sp_wchar_t>::npos) std::abort();
+void check(bool condition) {
+    if (!condition) std::abort();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Input in(data, size);
+    std::size_t at = 0;
+    const auto byte = [&]() -> std::uint8_t { return at < size ? data[at++] : 0; };
+    const auto unit = [&] {
+        const std::uint8_t low = byte();  // sequenced: the low byte comes first
+        return static_cast<sp_wchar_t>(low | (byte() << 8));
+    };
+    // Up to `count` units into a fixed field, leaving the rest zero.
+    const auto field = [&](auto& target, std::size_t count) {
+        for (std::size_t i = 0; i < std::size(target); ++i) target[i] = i < count ? unit() : 0;
+    };
     NumberFormatter formatter;
 
-    std::vector<DialRule> rules(in.byte() % 5);
+    std::vector<DialRule> rules(byte() % 5);
     for (DialRule& rule : rules) {
-        in.field(rule.mLeading, in.byte() % 18);
-        in.field(rule.mAdded, in.byte() % 10);
-        rule.mEnabled = in.byte() & 1;
+        field(rule.mLeading, byte() % 18);
+        field(rule.mAdded, byte() % 10);
+        rule.mEnabled = byte() & 1;
     }
     ModuleVariables variables{};
     variables.mRules = rules.data();
     variables.mRuleCount = static_cast<std::int32_t>(rules.size());
-    variables.mShortLength = static_cast<std::int8_t>(in.byte());
-    variables.mRemoveZero = in.byte() & 1;
-    variables.mPrefixLength = in.byte() % 10 - 1;
-    in.field(variables.mPrefix, in.byte() % 9);
-    variables.mDefaultDigitsLength = in.byte() % 12 - 1;
-    in.field(variables.mDefaultDigits, in.byte() % 10);
-    formatter.setModuleVariables(&variables, static_cast<std::int8_t>(in.byte()));
+    variables.mShortLength = static_cast<std::int8_t>(byte());
+    variables.mRemoveZero = byte() & 1;
+    variables.mPrefixLength = byte() % 10 - 1;
+    field(variables.mPrefix, byte() % 9);
+    variables.mDefaultDigitsLength = byte() % 12 - 1;
+    field(variables.mDefaultDigits, byte() % 10);
+    formatter.setModuleVariables(&variables, static_cast<std::int8_t>(byte()));
 
-    const int checkLength = in.byte() % 20 - 1;
-    const int rule = in.byte() % 7 - 2;
-    const int length = static_cast<std::int8_t>(in.byte());
-    const std::basic_string<sp_wchar_t> number = in.rest();
+    const int checkLength = byte() % 20 - 1;
+    const int rule = byte() % 7 - 2;
+    const int length = static_cast<std::int8_t>(byte());
+    Utf16 number;  // the rest, zero-terminated
+    while (at + 1 < size) {
+        if (const sp_wchar_t u = unit(); u != 0) number.push_back(u);
+    }
 
     formatter.checkLeading(number.c_str(), checkLength, rule);
     formatter.checkAdded(number.c_str(), checkLength, rule);
-    checkFormatted(formatter, number, length);
+    sp_wchar_t* out = nullptr;
+    const int result = formatter.formatNumber(number.c_str(), length, &out);
+    check((result < 0) == (length < 0));
+    if (result >= 0) {
+        const Utf16 text(out);
+        check(static_cast<std::size_t>(result) == text.size() + 1);
+        check(text.empty() || text[0] != u'P');
+        check(text.find(u'+') == Utf16::npos);
+    }
     formatter.discardChanges();
 
     ModuleVariables readBack{};
     std::vector<DialRule> table(rules.size());
     readBack.mRules = table.empty() ? nullptr : table.data();
     formatter.getModuleVariables(&readBack, -1);
-    if (readBack.mPrefixLength < 0 || readBack.mPrefixLength > NumberFormatter::kPrefixCapacity) std::abort();
-    if (readBack.mDefaultDigitsLength < 0 || readBack.mDefaultDigitsLength > NumberFormatter::kDefaultDigitsCapacity) {
-        std::abort();
-    }
+    check(readBack.mPrefixLength >= 0 && readBack.mPrefixLength <= NumberFormatter::kPrefixCapacity);
+    check(readBack.mDefaultDigitsLength >= 0 &&
+          readBack.mDefaultDigitsLength <= NumberFormatter::kDefaultDigitsCapacity);
     return 0;
 }

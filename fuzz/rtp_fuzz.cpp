@@ -35,15 +35,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(size > kRtpHeaderBytes && size <= kRtpMaxDatagram);
     check(*payload <= size - kRtpHeaderBytes);
 
-    // What is read back from a header, written again, reads the same.
+    // What is read back from a header, written again, gives its bytes but
+    // the flags and the marker.
     const RtpHeader header = readRtpHeader(datagram.first<kRtpHeaderBytes>());
     check(header.version == kRtpVersion);
     std::uint8_t rebuilt[kRtpHeaderBytes];
     writeRtpHeader(rebuilt, header.payloadType, header.sequence, header.timestamp, header.ssrc);
+    check((rebuilt[1] ^ data[1]) == (data[1] & 0x80));
     check(std::memcmp(rebuilt + 2, data + 2, kRtpHeaderBytes - 2) == 0);
-    const RtpHeader again = readRtpHeader(rebuilt);
-    check(again.payloadType == header.payloadType && again.sequence == header.sequence &&
-          again.timestamp == header.timestamp && again.ssrc == header.ssrc);
 
     // The receive path decodes by the session's codec; here the packet's
     // own type picks it, so every decoder meets every length.
