@@ -35,9 +35,15 @@ int Buffer::put(VoiceFramePtr& frame, std::int32_t sequence, std::uint32_t times
     if (mStarted && sequence % kMarkSpacing == 0) recordMark(sequence, arrival);
 
     // Below the read index is late, unless the timestamp says the sequence
-    // has wrapped.
+    // has wrapped. An empty read slot has no timestamp to tell: there a
+    // sequence more than half the table behind counts as wrapped, or else a
+    // single loss at 65535 with playout caught up would refuse every later
+    // frame of the call.
     const BufferSlot& readSlot = mSlots[mReadIndex];
-    if (sequence < mReadIndex && (timestamp < readSlot.timestamp || readSlot.timestamp == 0)) return kRefused;
+    const bool wrapped = mReadIndex - sequence > kSlotCount / 2;
+    if (sequence < mReadIndex && (timestamp < readSlot.timestamp || (readSlot.timestamp == 0 && !wrapped))) {
+        return kRefused;
+    }
 
     BufferSlot& slot = mSlots[sequence];
     if (slot.length != 0 || slot.data) return kRefused;

@@ -364,6 +364,29 @@ const Scenario kScenarios[] = {
         put 2 ts=10486080 -> stored
         expect fill=1
     )"},
+    {"WrapsPastALostFrameAt65535WithPlayoutCaughtUp", R"(
+        put 65530..65534 -> stored
+        get -> 65530
+        get -> 65531
+        get -> 65532
+        get -> 65533
+        get -> conceal
+        get -> 65534
+        get -> empty
+        expect read=65535 fill=0
+        # just below the empty read slot: late
+        put 65533 ts=10485120 -> refused
+        # 65535 is lost; 0 is the wrapped sequence, not a late frame
+        put 0 ts=10485760 -> stored
+        expect fill=2 highest=0
+        get -> conceal
+        expect read=0
+        get -> conceal
+        get -> 0
+        put 1 ts=10485920 -> stored
+        get -> conceal
+        get -> 1
+    )"},
     {"WrapFillCountsAcrossTheTableEnd", R"(
         put 65534..3 -> stored
         expect fill=6
