@@ -4,7 +4,11 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "sim/mgcp_server.h"
+#include "sim/ptap_server.h"
 #include "sim/softphone_library.h"
 
 int main(int argc, char** argv) {
@@ -19,6 +23,15 @@ int main(int argc, char** argv) {
     const sim::SoftphoneApi& api = lib.api();
     api.tracer_startup(traceFile);
 
+    // The call server, simulated on loopback: it accepts the registration
+    // on both links and answers every message.
+    sim::PtapServer ptap;
+    sim::MgcpServer mgcp;
+    if (!ptap.start() || !mgcp.start()) {
+        std::fprintf(stderr, "cannot open the simulator's ports 9300 and 2727\n");
+        return 2;
+    }
+
     ParameterContainer params = sim::loopbackParameters();
     PtapParameters record;
     std::memset(&record, 0, sizeof record);
@@ -26,7 +39,16 @@ int main(int argc, char** argv) {
     const int result = api.initialize(&params, &record);
     std::printf("initialize returned %d (0x%X)\n", result, static_cast<unsigned>(result));
     if (result == 0) {
-        std::printf("terminal registered; keepalive time-out %d\n", record.mKeepaliveTimeout);
+        std::printf("terminal registered; keepalive time-out %d s\n", record.mKeepaliveTimeout);
+        api.put_key(0x0200);  // off hook
+        api.make_call("0123");
+        const bool sent = mgcp.waitFor([](const std::vector<sim::Datagram>& d) { return d.size() >= 6; },
+                                       3000);  // RSIP, off hook, 4 digits
+        std::printf("keys on the wire: %s\n", sent ? "off hook and 4 digits as NTFY" : "not all");
+        for (const auto& d : mgcp.received()) {
+            const std::string_view text = d.text();
+            std::printf("  %.*s\n", static_cast<int>(text.find('\r')), text.data());
+        }
     } else {
         std::printf("start-up did not complete; the trace file %s tells the step\n", traceFile);
     }
