@@ -26,11 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size > kMgcpPayloadSize) return 0;
     const std::span<const std::uint8_t> datagram(data, size);
 
-    const int received = classifyReceived(datagram);
-    check(received == kMgcpCrcx || received == kMgcpMdcx || received == kMgcpDlcxIn || received == kMgcpRqnt ||
-          received == kMgcpResponse);
-    const int sent = classifySent(datagram);
-    check(sent >= kMgcpCrcx && sent <= kMgcpResponse);
+    const MgcpOperation received = classifyReceived(datagram);
+    check(received == MgcpOperation::kCrcx || received == MgcpOperation::kMdcx || received == MgcpOperation::kDlcxReceived || received == MgcpOperation::kRqnt ||
+          received == MgcpOperation::kResponse);
+    const MgcpOperation sent = classifySent(datagram);
+    check(toInt(sent) >= toInt(MgcpOperation::kCrcx) && toInt(sent) <= toInt(MgcpOperation::kResponse));
     const std::uint32_t tid = readTransactionId(datagram);
 
     // The datagram as a key text: whatever it says, the NTFY built from it
@@ -43,14 +43,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t n = buildNtfy(payload, ntfyTid, "d1@0011223344ff", 1, key);
     check(n <= payload.size());
     const std::span<const std::uint8_t> ntfy(payload.data(), n);
-    check(classifySent(ntfy) == kMgcpNtfy);
+    check(classifySent(ntfy) == MgcpOperation::kNtfy);
     check(readTransactionId(ntfy) == ntfyTid);
 
     // The same for an answer carrying the number.
     if (tid <= static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
         const std::size_t r = buildResponse(payload, "200", tid);
         check(readTransactionId(std::span<const std::uint8_t>(payload.data(), r)) == tid);
-        check(classifyReceived(std::span<const std::uint8_t>(payload.data(), r)) == kMgcpResponse);
+        check(classifyReceived(std::span<const std::uint8_t>(payload.data(), r)) == MgcpOperation::kResponse);
     }
     return 0;
 }

@@ -9,7 +9,7 @@
 #include "platform/clock.h"
 #include "platform/debug_output.h"
 #include "ptap/ptap.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 #include "voice/wave.h"
 
 namespace {
@@ -87,7 +87,7 @@ int CallProcessor::start() {
         if (mPtap->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP");
         const CoreEvent started{kInputModuleStarted};
         if (stepCallState(&started) != 0) return failStart(kTraceError, "[CP :: ERROR] Startup state setup failed");
-        const int startType = kPtapStart;
+        const int startType = ptap::kTypeStart;
         if (mPtap->transmit(&startType, nullptr, nullptr) == 1) {
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP START delivery");
         }
@@ -116,7 +116,7 @@ int CallProcessor::start() {
         }
         if (mMgcp->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP");
         mMgcp->setLocalRtpPort(kRtpPort);
-        if (mMgcp->post(kMgcpSendRsip, nullptr) != 0) {
+        if (mMgcp->post(MgcpOperation::kRsip, nullptr) != 0) {
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP RSIP delivery");
         }
         tracer->trace(kTraceStatus, "[CP] Waiting for response: MGCP RSIP acknowledgment");
@@ -129,7 +129,7 @@ int CallProcessor::start() {
         if (waited >= kAnswerWaitMs || !mMgcp->isRsipAcknowledged()) {
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: MGCP RSIP acknowledgement");
         }
-        const int opBegin = kPtapOpBegin;
+        const int opBegin = ptap::kTypeOpBegin;
         if (mPtap->transmit(&opBegin, nullptr, nullptr) == 1) {
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP OP_BEGIN delivery");
         }
@@ -241,7 +241,7 @@ void CallProcessor::onPtapStatus(const int* code) {
             if (init == nullptr || init->mCallbacks.onClientEvent == nullptr || mPtap == nullptr) break;
             char block[1024] = {};
             block[0] = static_cast<char>(mPtap->getPtapParameter(0x10000) & 0xFF);
-            init->mCallbacks.onClientEvent(0x22, 1, block);
+            init->mCallbacks.onClientEvent(toInt(ClientEvent::kCardValue), 1, block);
             break;
         }
         case 4:

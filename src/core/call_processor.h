@@ -6,9 +6,12 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/core_event.h"
-#include "core/engine_interfaces.h"
-#include "core/module.h"
+#include "common/core_event.h"
+#include "core/client_event.h"
+#include "mgcp/mgcp_parent.h"
+#include "ptap/ptap_listener.h"
+#include "common/network_init_data.h"
+#include "common/module.h"
 #include "platform/event.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
@@ -26,10 +29,6 @@ public:
     static constexpr unsigned kAnswerWaitMs = 19000;
     static constexpr unsigned kMailboxPollMs = 50;
     static constexpr unsigned kRsipPollMs = 100;
-    // PTAP packet types the CallProcessor sends.
-    static constexpr int kPtapStart = 0x04;
-    static constexpr int kPtapOpBegin = 0x0F;
-    static constexpr int kPtapError = 0x14;
 
     CallProcessor();
     ~CallProcessor() override;
@@ -68,6 +67,7 @@ public:
     const NetworkInitData* networkInitData() const { return mNetworkInitData.get(); }
 
 private:
+    int notifyClient(ClientEvent event, const char* data);
     int failStart(int level, const char* message, int result = 1);
     void pollMailbox();
     void stopMailboxThread();

@@ -5,11 +5,13 @@
 
 #include "core/call_processor.h"
 #include "core/call_state.h"
+#include "core/client_event.h"
+#include "common/payload_type.h"
 #include "core/mailbox.h"
 #include "mgcp/mgcp.h"
 #include "platform/udp_socket.h"
 #include "ptap/ptap.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 #include "voice/wave.h"
 
 namespace {
@@ -23,13 +25,13 @@ int textLength(const char* data) {
 }
 
 const char* codecName(std::int32_t payloadType) {
-    switch (payloadType) {
-        case 0:
-        case 8:
+    switch (static_cast<PayloadType>(payloadType)) {
+        case PayloadType::kPcmu:
+        case PayloadType::kPcma:
             return "G.711";
-        case 9:
+        case PayloadType::kG722:
             return "G.722";
-        case 18:
+        case PayloadType::kG729:
             return "G.729";
         default:
             return "";
@@ -63,12 +65,12 @@ int CallProcessor::processMailboxItem(const CoreEvent* command, const char* data
     if (stepCallState(command) != 0) return 0;
     const char* text = data;
     switch (command->code) {
-        case kMailboxOffHook:
+        case kInputOffHook:
             if (text == nullptr || text[0] == '\0') text = "0200";
             if (mWave != nullptr) mWave->setVoiceActive(true);
             break;
-        case kMailboxOnHook:
-        case kMailboxOnHookAlt:
+        case kInputOnHook:
+        case kInputOnHookAlt:
             if (text == nullptr || text[0] == '\0') text = "0100";
             if (mMgcp != nullptr) mMgcp->setLocalRtpPort(0);
             if (mWave != nullptr) {
@@ -76,12 +78,12 @@ int CallProcessor::processMailboxItem(const CoreEvent* command, const char* data
                 mWave->resetBuffer();
             }
             break;
-        case kMailboxAnswer:
+        case kInputAnswer:
             text = "0200";
             if (mWave != nullptr) mWave->setVoiceActive(true);
             break;
-        case kMailboxSendError: {
-            const int type = kPtapError;
+        case kInputSendError: {
+            const int type = ptap::kTypeErrorResponse;
             const int length = 1;
             if (mPtap == nullptr || mPtap->transmit(&type, reinterpret_cast<const std::uint8_t*>(data), &length) == 1) {
                 Tracer::instance()->trace(kTraceError,
@@ -90,16 +92,16 @@ int CallProcessor::processMailboxItem(const CoreEvent* command, const char* data
             }
             return 0;
         }
-        case kMailboxSignal:
-        case kMailboxRsip:
-        case kMailboxKey:
+        case kInputSignal:
+        case kInputModuleStarted:
+        case kInputKey:
             break;
         default:
             return 0;
     }
-    CoreEvent event{kMgcpSendNtfy};
-    if (command->code == kMailboxSignal) event.code = kMgcpSignalReceived;
-    if (command->code == kMailboxRsip) event.code = kMgcpSendRsip;
+    CoreEvent event{toInt(MgcpOperation::kNtfy)};
+    if (command->code == kInputSignal) event.code = toInt(MgcpOperation::kRqnt);
+    if (command->code == kInputModuleStarted) event.code = toInt(MgcpOperation::kRsip);
     const bool takeLock = true;
     if (onMgcpEvent(&event, text, &takeLock) != 0) {
         Tracer::instance()->trace(kTraceError, "[CP :: ERROR] Unknown fault processing MGCP at %s(%d)", __FILE__,
@@ -117,24 +119,24 @@ int CallProcessor::onMgcpEvent(const CoreEvent* event, const char* data, const b
     if (outer) mSignalLock.lock();
     mLock.lock();
     if (event != nullptr) {
-        switch (event->code) {
-            case kMgcpCrcxReceived: {
-                const CoreEvent modify{kMgcpMdcxReceived};
+        switch (static_cast<MgcpOperation>(event->code)) {
+            case MgcpOperation::kCrcx: {
+                const CoreEvent modify{toInt(MgcpOperation::kMdcx)};
                 dispatchMgcp(&modify, nullptr);
                 break;
             }
-            case kMgcpMdcxReceived:
-            case kMgcpDlcxReceived:
-            case kMgcpSignalReceived:
+            case MgcpOperation::kMdcx:
+            case MgcpOperation::kDlcxReceived:
+            case MgcpOperation::kRqnt:
                 dispatchMgcp(event, data);
                 break;
-            case kMgcpSendDlcx:
-            case kMgcpSendNtfy:
-            case kMgcpSendRsip:
-                if (mMgcp != nullptr) mMgcp->post(event->code, data);
+            case MgcpOperation::kDlcxSent:
+            case MgcpOperation::kNtfy:
+            case MgcpOperation::kRsip:
+                if (mMgcp != nullptr) mMgcp->post(static_cast<MgcpOperation>(event->code), data);
                 break;
-            case kMgcpSendResponse:
-                if (outer && mMgcp != nullptr) mMgcp->post(event->code, data);
+            case MgcpOperation::kResponse:
+                if (outer && mMgcp != nullptr) mMgcp->post(static_cast<MgcpOperation>(event->code), data);
                 break;
             default:
                 break;
@@ -147,15 +149,15 @@ int CallProcessor::onMgcpEvent(const CoreEvent* event, const char* data, const b
 
 int CallProcessor::dispatchMgcp(const CoreEvent* event, const char* data) {
     if (event == nullptr) return 0;
-    switch (event->code) {
-        case kMgcpDlcxReceived:
+    switch (static_cast<MgcpOperation>(event->code)) {
+        case MgcpOperation::kDlcxReceived:
             if (mMgcp != nullptr) mMgcp->session()->mConnectionMode = kModeInactive;
             applyMediaSession(data);
             break;
-        case kMgcpMdcxReceived:
+        case MgcpOperation::kMdcx:
             applyMediaSession(data);
             break;
-        case kMgcpSignalReceived:
+        case MgcpOperation::kRqnt:
             walkSignalBlock(data);
             break;
         default:
@@ -179,30 +181,30 @@ void CallProcessor::applyMediaSession(const char* data) {
         const std::uint32_t address = platform::parseDottedAddress(dotted.c_str());
         if (address != 0) mWave->setRemoteAddress(address);
     }
-    CoreEvent client{0};
+    ClientEvent client{};
     switch (session.mConnectionMode) {
         case kModeRecvOnly:
-            client.code = 0x10;
-            notifyClient(&client, nullptr);
+            client = ClientEvent::kModeRecvOnly;
+            notifyClient(client, nullptr);
             mWave->resetBuffer();
             mWave->setVoiceActive(true);
-            client.code = 0x23;
-            notifyClient(&client, nullptr);
+            client = ClientEvent::kVoiceStarted;
+            notifyClient(client, nullptr);
             break;
         case kModeSendRecv:
         case kModeSendOnly: {
             mWave->resetBuffer();
             mWave->setVoiceActive(true);
             if (mCallState.load() == kCallConnected) {
-                client.code = 0x07;
-                notifyClient(&client, data);
+                client = ClientEvent::kMediaConnectedInCall;
+                notifyClient(client, data);
             }
-            client.code = 0x12;
-            notifyClient(&client, nullptr);
+            client = ClientEvent::kModeSendRecv;
+            notifyClient(client, nullptr);
             const CoreEvent connected{kInputMediaConnected};
             stepCallState(&connected);
-            client.code = 0x23;
-            notifyClient(&client, nullptr);
+            client = ClientEvent::kVoiceStarted;
+            notifyClient(client, nullptr);
             break;
         }
         case kModeInactive: {
@@ -212,13 +214,13 @@ void CallProcessor::applyMediaSession(const char* data) {
             if (state == kCallRinging || state == kCallConnected) {
                 const CoreEvent ended{kInputCallEnded};
                 stepCallState(&ended);
-                client.code = 0x01;
-                notifyClient(&client, "end");
+                client = ClientEvent::kCallEnded;
+                notifyClient(client, "end");
             }
-            client.code = 0x11;
-            notifyClient(&client, nullptr);
-            client.code = 0x24;
-            notifyClient(&client, nullptr);
+            client = ClientEvent::kModeInactive;
+            notifyClient(client, nullptr);
+            client = ClientEvent::kVoiceStopped;
+            notifyClient(client, nullptr);
             break;
         }
         default:
@@ -230,18 +232,23 @@ void CallProcessor::walkSignalBlock(const char* block) {
     if (block == nullptr) return;
     struct Named {
         const char* text;
-        int code;
+        ClientEvent code;
     };
-    static constexpr Named kWhole[] = {{"unmute", 0x15},  {"mute", 0x14},   {"pbx_setting", 0x1E},
-                                       {"sp_on", 0x1B},   {"sp_off", 0x1C}, {"sp_on_offhook", 0x1D},
-                                       {"bgm_mute", 0x1F}};
-    static constexpr Named kPrefixed[] = {{"tone", 0x20}, {"slc", 0x21}, {"hset_on", 0x25}, {"hset_off", 0x26}};
-    CoreEvent client{0};
+    static constexpr Named kWhole[] = {
+        {"unmute", ClientEvent::kUnmute},   {"mute", ClientEvent::kMute},
+        {"pbx_setting", ClientEvent::kPbxSetting}, {"sp_on", ClientEvent::kSpeakerOn},
+        {"sp_off", ClientEvent::kSpeakerOff}, {"sp_on_offhook", ClientEvent::kSpeakerOnOffHook},
+        {"bgm_mute", ClientEvent::kBgmMute}};
+    static constexpr Named kPrefixed[] = {{"tone", ClientEvent::kToneCommand},
+                                          {"slc", ClientEvent::kKeyLabels},
+                                          {"hset_on", ClientEvent::kHeadsetOn},
+                                          {"hset_off", ClientEvent::kHeadsetOff}};
+    ClientEvent client{};
     bool whole = false;
     for (const Named& n : kWhole) {
         if (std::strcmp(block, n.text) == 0) {
-            client.code = n.code;
-            notifyClient(&client, block);
+            client = n.code;
+            notifyClient(client, block);
             whole = true;
             break;
         }
@@ -249,8 +256,8 @@ void CallProcessor::walkSignalBlock(const char* block) {
     if (!whole) {
         for (const Named& n : kPrefixed) {
             if (startsWith(block, n.text)) {
-                client.code = n.code;
-                notifyClient(&client, block);
+                client = n.code;
+                notifyClient(client, block);
                 return;
             }
         }
@@ -265,28 +272,28 @@ void CallProcessor::walkSignalBlock(const char* block) {
             if (ringPattern >= 1 && ringPattern <= 3) {
                 const CoreEvent ring{kInputRing};
                 stepCallState(&ring);
-                client.code = 0x02;
+                client = ClientEvent::kRing;
             } else {
-                client.code = 0x17;
+                client = ClientEvent::kTone;
             }
-            notifyClient(&client, block);
+            notifyClient(client, block);
         }
     } else {
         if (std::strcmp(block, "end") == 0) {
             if (mCallState.load() == kCallConnected) {
-                client.code = 0x01;
-                notifyClient(&client, block);
+                client = ClientEvent::kCallEnded;
+                notifyClient(client, block);
                 mCallState = kCallIdle;
                 return;
             }
         } else if (startsWith(block, "voff")) {
-            client.code = 0x16;
-            notifyClient(&client, block);
+            client = ClientEvent::kVoiceOff;
+            notifyClient(client, block);
         }
     }
     if (block[0] != '\0') {
-        client.code = 0x0B;
-        notifyClient(&client, block);
+        client = ClientEvent::kSignal;
+        notifyClient(client, block);
     }
 }
 
@@ -295,15 +302,15 @@ int CallProcessor::onPtapEvent(const CoreEvent* event, const char* data) {
         Tracer::instance()->trace(kTraceWarning, "[CP] Operation blocked: PTAP event");
         return 1;
     }
-    if (event == nullptr || event->code != kPtapEventServer || data == nullptr) return 0;
+    if (event == nullptr || event->code != ptap::kTypeEvent || data == nullptr) return 0;
     const NetworkInitData* init = mNetworkInitData.get();
     OnLinkEventFn onLinkEvent = init != nullptr ? init->mCallbacks.onLinkEvent : nullptr;
     if (startsWith(data, "PTAP_NOCONN")) {
         Tracer::instance()->trace(kTraceStatus, "[CP] Connection lost. Notifying client GUI");
-        if (onLinkEvent != nullptr) onLinkEvent(0x18, 0, 0);
+        if (onLinkEvent != nullptr) onLinkEvent(toInt(ClientEvent::kLinkLost), 0, 0);
     } else if (startsWith(data, "PTAP_COMREST")) {
         Tracer::instance()->trace(kTraceStatus, "[CP] Sending Compulsion Restart to GUI");
-        if (onLinkEvent != nullptr) onLinkEvent(0x1A, 0, 0);
+        if (onLinkEvent != nullptr) onLinkEvent(toInt(ClientEvent::kCompulsionRestart), 0, 0);
     } else if (static_cast<unsigned char>(data[0]) == 0x20) {
         // A PTAP item: tag, two length bytes, one value byte, widened signed.
         const int value = static_cast<signed char>(data[3]);
@@ -313,11 +320,16 @@ int CallProcessor::onPtapEvent(const CoreEvent* event, const char* data) {
 }
 
 int CallProcessor::notifyClient(const CoreEvent* event, const char* data) {
+    return event == nullptr ? 0 : notifyClient(static_cast<ClientEvent>(event->code), data);
+}
+
+int CallProcessor::notifyClient(ClientEvent event, const char* data) {
     const NetworkInitData* init = mNetworkInitData.get();
-    if (init == nullptr || event == nullptr) return 0;
+    if (init == nullptr) return 0;
     const ClientCallbacks& cb = init->mCallbacks;
-    switch (event->code) {
-        case 0x0B:
+    const std::int32_t code = toInt(event);
+    switch (event) {
+        case ClientEvent::kSignal:
             if (startsWith(data, "ks")) {
                 if (cb.onKeyState != nullptr) {
                     std::uint32_t words[2];
@@ -330,42 +342,44 @@ int CallProcessor::notifyClient(const CoreEvent* event, const char* data) {
                 if (cb.onDisplayText != nullptr) cb.onDisplayText(0, 0, data, 0);
             }
             return 0;
-        case 0x20:
-            if (cb.onClientEvent != nullptr) cb.onClientEvent(0x20, 16, data);
+        case ClientEvent::kToneCommand:
+            // The tag and the 12-byte ToneCommand behind it.
+            if (cb.onClientEvent != nullptr) cb.onClientEvent(code, 16, data);
             return 0;
-        case 0x21:
-            if (cb.onClientEvent != nullptr) cb.onClientEvent(0x21, 975, data);
+        case ClientEvent::kKeyLabels:
+            // The tag and the 972-byte KeyLabels behind it.
+            if (cb.onClientEvent != nullptr) cb.onClientEvent(code, 975, data);
             return 0;
-        case 0x23: {
+        case ClientEvent::kVoiceStarted: {
             const char* name = codecName(mMgcp != nullptr ? mMgcp->session()->mCodecType : -1);
-            if (cb.onClientEvent != nullptr) cb.onClientEvent(0x23, textLength(name), name);
+            if (cb.onClientEvent != nullptr) cb.onClientEvent(code, textLength(name), name);
             return 0;
         }
-        case 0x24:
-            if (cb.onClientEvent != nullptr) cb.onClientEvent(0x24, 0, nullptr);
+        case ClientEvent::kVoiceStopped:
+            if (cb.onClientEvent != nullptr) cb.onClientEvent(code, 0, nullptr);
             return 0;
-        case 0x01:
-        case 0x02:
-        case 0x07:
-        case 0x08:
-        case 0x09:
-        case 0x0D:
-        case 0x10:
-        case 0x11:
-        case 0x12:
-        case 0x13:
-        case 0x14:
-        case 0x15:
-        case 0x16:
-        case 0x17:
-        case 0x1B:
-        case 0x1C:
-        case 0x1D:
-        case 0x1E:
-        case 0x1F:
-        case 0x25:
-        case 0x26:
-            if (cb.onClientEvent != nullptr) cb.onClientEvent(event->code, textLength(data), data);
+        case ClientEvent::kCallEnded:
+        case ClientEvent::kRing:
+        case ClientEvent::kMediaConnectedInCall:
+        case ClientEvent::kPassThrough8:
+        case ClientEvent::kPassThrough9:
+        case ClientEvent::kPassThrough13:
+        case ClientEvent::kModeRecvOnly:
+        case ClientEvent::kModeInactive:
+        case ClientEvent::kModeSendRecv:
+        case ClientEvent::kPassThrough19:
+        case ClientEvent::kMute:
+        case ClientEvent::kUnmute:
+        case ClientEvent::kVoiceOff:
+        case ClientEvent::kTone:
+        case ClientEvent::kSpeakerOn:
+        case ClientEvent::kSpeakerOff:
+        case ClientEvent::kSpeakerOnOffHook:
+        case ClientEvent::kPbxSetting:
+        case ClientEvent::kBgmMute:
+        case ClientEvent::kHeadsetOn:
+        case ClientEvent::kHeadsetOff:
+            if (cb.onClientEvent != nullptr) cb.onClientEvent(code, textLength(data), data);
             return 0;
         default:
             return 0;

@@ -11,7 +11,8 @@ enum CallState : std::int32_t {
     kCallConnected = 4,
 };
 
-// Call-state inputs beyond the Mailbox commands of the same number.
+// Call-state inputs. A Mailbox command is the input of the same number: the
+// polling thread steps the state with it before acting on it.
 enum CallStateInput : std::int32_t {
     kInputCallEnded = 1,
     kInputRing = 2,

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 Mailbox::Mailbox() {
     Tracer::instance()->trace(kTraceStatus, "[MAILBOX] Module created");

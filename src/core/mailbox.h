@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "core/core_event.h"
-#include "core/module.h"
+#include "common/core_event.h"
+#include "common/module.h"
 #include "platform/recursive_lock.h"
 
 struct MailboxItem {

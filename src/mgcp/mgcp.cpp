@@ -6,7 +6,7 @@
 
 #include "mgcp/local_description.h"
 #include "mgcp/retransmit_buffer.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace {
 

@@ -9,9 +9,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/engine_interfaces.h"
-#include "core/module.h"
+#include "common/network_init_data.h"
+#include "mgcp/mgcp_parent.h"
+#include "common/module.h"
 #include "mgcp/media_session.h"
+#include "mgcp/mgcp_operation.h"
 #include "mgcp/mgcp_packet.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
@@ -59,11 +61,11 @@ public:
 
     // The CallProcessor's way to send: 7 RSIP, 5 NTFY for the key text in
     // `text`, 4 DLCX, 8 a response with `text` as its code. 0 when sent.
-    int post(int code, const char* text);
+    int post(MgcpOperation code, const char* text);
     // The one dispatcher, under the parent's signal lock and then mLock: for
     // the server's commands (1, 2, 3, 6, with their packet) on the socket
     // thread, for the terminal's messages on the caller's thread.
-    int process(int code, MediaSession* data, const char* text, MgcpPacket* packet);
+    int process(MgcpOperation code, MediaSession* data, const char* text, MgcpPacket* packet);
 
     // The session record. The CallProcessor reads it while it handles an
     // event from `process`, that is, under the locks `process` holds.
@@ -81,7 +83,7 @@ private:
     int sendNtfy(MediaSession& session, const char* keyText);
     int sendDlcx(MediaSession& session);
     int sendResponse(MediaSession& session, const char* code, bool withDescription);
-    void answerCommand(int code, MediaSession& session, const MgcpPacket* packet);
+    void answerCommand(MgcpOperation code, MediaSession& session, const MgcpPacket* packet);
 
     MediaSession mSession;
     MediaSession* mSessionRef = nullptr;

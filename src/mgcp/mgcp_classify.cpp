@@ -16,22 +16,22 @@ bool hasVerb(std::span<const std::uint8_t> message, std::string_view verb) {
 
 }  // namespace
 
-int classifyReceived(std::span<const std::uint8_t> message) {
-    if (hasVerb(message, "CRCX")) return kMgcpCrcx;
-    if (hasVerb(message, "MDCX")) return kMgcpMdcx;
-    if (hasVerb(message, "RQNT")) return kMgcpRqnt;
-    if (hasVerb(message, "DLCX")) return kMgcpDlcxIn;
-    return kMgcpResponse;
+MgcpOperation classifyReceived(std::span<const std::uint8_t> message) {
+    if (hasVerb(message, "CRCX")) return MgcpOperation::kCrcx;
+    if (hasVerb(message, "MDCX")) return MgcpOperation::kMdcx;
+    if (hasVerb(message, "RQNT")) return MgcpOperation::kRqnt;
+    if (hasVerb(message, "DLCX")) return MgcpOperation::kDlcxReceived;
+    return MgcpOperation::kResponse;
 }
 
-int classifySent(std::span<const std::uint8_t> message) {
-    if (hasVerb(message, "CRCX")) return kMgcpCrcx;
-    if (hasVerb(message, "MDCX")) return kMgcpMdcx;
-    if (hasVerb(message, "RQNT")) return kMgcpRqnt;
-    if (hasVerb(message, "DLCX")) return kMgcpDlcxOut;
-    if (hasVerb(message, "RSIP")) return kMgcpRsip;
-    if (hasVerb(message, "NTFY")) return kMgcpNtfy;
-    return kMgcpResponse;
+MgcpOperation classifySent(std::span<const std::uint8_t> message) {
+    if (hasVerb(message, "CRCX")) return MgcpOperation::kCrcx;
+    if (hasVerb(message, "MDCX")) return MgcpOperation::kMdcx;
+    if (hasVerb(message, "RQNT")) return MgcpOperation::kRqnt;
+    if (hasVerb(message, "DLCX")) return MgcpOperation::kDlcxSent;
+    if (hasVerb(message, "RSIP")) return MgcpOperation::kRsip;
+    if (hasVerb(message, "NTFY")) return MgcpOperation::kNtfy;
+    return MgcpOperation::kResponse;
 }
 
 std::uint32_t readTransactionId(std::span<const std::uint8_t> message) {

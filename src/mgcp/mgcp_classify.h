@@ -6,23 +6,13 @@
 #include <span>
 #include <string_view>
 
-// MGCP operation codes; they also classify texts.
-enum MgcpOperation : int {
-    kMgcpCrcx = 1,
-    kMgcpMdcx = 2,
-    kMgcpDlcxIn = 3,   // from the server
-    kMgcpDlcxOut = 4,  // from the terminal
-    kMgcpNtfy = 5,
-    kMgcpRqnt = 6,
-    kMgcpRsip = 7,
-    kMgcpResponse = 8,
-};
+#include "mgcp/mgcp_operation.h"
 
 // A received datagram: "CRCX", "MDCX", "RQNT", "DLCX" by the first four
 // bytes, case-sensitively; anything else is taken for a response.
-int classifyReceived(std::span<const std::uint8_t> message);
+MgcpOperation classifyReceived(std::span<const std::uint8_t> message);
 // A datagram the terminal sends: also "DLCX" (as 4), "RSIP" and "NTFY".
-int classifySent(std::span<const std::uint8_t> message);
+MgcpOperation classifySent(std::span<const std::uint8_t> message);
 
 // The decimal number after the first blank, up to the next blank or the end
 // of the message; 0 when there is none. The number token is at most 11

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 MgcpPacketPtr createPacket() {
     MgcpPacketPtr packet(new (std::nothrow) MgcpPacket());

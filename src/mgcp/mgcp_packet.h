@@ -9,7 +9,9 @@
 #include <span>
 #include <string_view>
 
-constexpr std::size_t kMgcpPayloadSize = 1500;
+#include "platform/udp_socket.h"
+
+constexpr std::size_t kMgcpPayloadSize = platform::kMaxDatagram;
 
 struct MgcpPacket {
     std::uint32_t length = kMgcpPayloadSize;

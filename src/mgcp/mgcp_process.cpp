@@ -9,7 +9,7 @@
 #include "mgcp/mgcp_messages.h"
 #include "mgcp/packet_writer.h"
 #include "mgcp/retransmit_buffer.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace {
 
@@ -30,11 +30,11 @@ std::string_view endpointName(const MediaSession& session) {
 
 }  // namespace
 
-int MGCP::post(int code, const char* text) {
+int MGCP::post(MgcpOperation code, const char* text) {
     return process(code, mSessionRef, text, nullptr) == 0 ? 0 : 1;
 }
 
-int MGCP::process(int code, MediaSession* data, const char* text, MgcpPacket* packet) {
+int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, MgcpPacket* packet) {
     if (data == nullptr) return 1;
     const bool on = true;
     const bool off = false;
@@ -44,22 +44,22 @@ int MGCP::process(int code, MediaSession* data, const char* text, MgcpPacket* pa
     {
         platform::LockGuard lock(mLock);
         switch (code) {
-            case kMgcpCrcx:
-            case kMgcpMdcx:
-            case kMgcpDlcxIn:
-            case kMgcpRqnt:
+            case MgcpOperation::kCrcx:
+            case MgcpOperation::kMdcx:
+            case MgcpOperation::kDlcxReceived:
+            case MgcpOperation::kRqnt:
                 answerCommand(code, *data, packet);
                 break;
-            case kMgcpDlcxOut:
+            case MgcpOperation::kDlcxSent:
                 result = sendDlcx(*data);
                 break;
-            case kMgcpNtfy:
+            case MgcpOperation::kNtfy:
                 result = sendNtfy(*data, text);
                 break;
-            case kMgcpRsip:
+            case MgcpOperation::kRsip:
                 result = sendRsip(*data);
                 break;
-            case kMgcpResponse:
+            case MgcpOperation::kResponse:
                 result = sendResponse(*data, text, false);
                 break;
             default:
@@ -71,24 +71,24 @@ int MGCP::process(int code, MediaSession* data, const char* text, MgcpPacket* pa
     return result;
 }
 
-void MGCP::answerCommand(int code, MediaSession& session, const MgcpPacket* packet) {
+void MGCP::answerCommand(MgcpOperation code, MediaSession& session, const MgcpPacket* packet) {
     // The answers echo the command's number, read from behind the verb.
     if (packet != nullptr && packet->length > 4 && packet->payload[4] == ' ') {
         session.mLastTid = readTransactionId(packet->bytes());
     }
     switch (code) {
-        case kMgcpCrcx:
+        case MgcpOperation::kCrcx:
             sendResponse(session, "100", false);
             sendResponse(session, "200", true);
             break;
-        case kMgcpMdcx:
+        case MgcpOperation::kMdcx:
             sendResponse(session, "100", true);
             sendResponse(session, "200", false);
             break;
-        case kMgcpDlcxIn:
+        case MgcpOperation::kDlcxReceived:
             sendResponse(session, "250", false);
             break;
-        case kMgcpRqnt:
+        case MgcpOperation::kRqnt:
             sendResponse(session, "200", false);
             break;
         default:
@@ -157,16 +157,16 @@ int MGCP::transmit(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, st
         return 1;
     }
     const std::span<const std::uint8_t> message(payload.data(), used);
-    const int kind = classifySent(message);
+    const MgcpOperation kind = classifySent(message);
     // Responses go out once; a server that repeats its command is answered
     // by handling it again.
-    if (isResend || kind == kMgcpResponse) return 0;
+    if (isResend || kind == MgcpOperation::kResponse) return 0;
     // A full buffer lets the command go out once, unbuffered.
     if (!mBufferTable || mBufferTable->isFull()) return 0;
     const std::int32_t tid = static_cast<std::int32_t>(readTransactionId(message));
     if (mBufferTable->add(payload, used, tid, mClock.utcTimeOfDay())) {
         Tracer::instance()->trace(kTraceDetail, "[MGCP] Packet transmitted: Event = %d; tID = %d; Buffer size = %d",
-                                  kind, tid, mBufferTable->count());
+                                  toInt(kind), tid, mBufferTable->count());
     }
     return 0;
 }

@@ -3,7 +3,7 @@
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
 #include "mgcp/retransmit_buffer.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace {
 
@@ -39,8 +39,8 @@ void MGCP::pollSocket() {
             continue;
         }
         packet->length = static_cast<std::uint32_t>(r.length);
-        const int kind = classifyReceived(packet->bytes());
-        if (kind == kMgcpResponse) {
+        const MgcpOperation kind = classifyReceived(packet->bytes());
+        if (kind == MgcpOperation::kResponse) {
             acknowledge(*packet);
         } else if (mRsipAcknowledged) {
             process(kind, mSessionRef, nullptr, packet.get());

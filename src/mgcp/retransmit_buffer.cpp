@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 std::uint32_t msOfDay(const platform::TimeOfDay& t) {
     return static_cast<std::uint32_t>(t.hour) * 3600000u + static_cast<std::uint32_t>(t.minute) * 60000u +

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "support/resend_schedule.h"
+#include "common/resend_schedule.h"
 #include <functional>
 #include <list>
 #include <span>

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 PTAP::PTAP(const platform::Clock& clock) : mClock(clock) {
     Tracer::instance()->trace(kTraceStatus, "[PTAP] Module created");

@@ -10,8 +10,9 @@
 #include <span>
 #include <vector>
 
-#include "core/engine_interfaces.h"
-#include "core/module.h"
+#include "common/network_init_data.h"
+#include "ptap/ptap_listener.h"
+#include "common/module.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"

@@ -1,7 +1,7 @@
 // The keepalive thread: measures the silence since the server's last
 // keepalive request and reports a lost link once.
 #include "ptap/ptap.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 void PTAP::keepaliveThread() {
     const std::uint32_t myId = mKeepaliveThreadId.load();

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace ptap {
 

@@ -13,24 +13,6 @@
 
 namespace ptap {
 
-// Status codes for the listeners.
-enum Status : int {
-    kStatusStartAccepted = 1,
-    kStatusOpBeginAnswered = 2,
-    kStatusCardValue = 3,
-    kStatusCannotRegister = 4,
-    kStatusIncorrectCard = 6,
-    kStatusBusy = 7,
-};
-
-// Results for the CallProcessor after START.
-enum Result : int {
-    kResultAccepted = 0,
-    kResultBusy = 200,
-    kResultRefused = 0xC9,
-    kResultIncorrectCard = 0xD3,
-};
-
 constexpr int kParameterTagCount = 13;
 constexpr int kSelectorCount = 18;
 constexpr std::size_t kParameterArrayLength = 32;

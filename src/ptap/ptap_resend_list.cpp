@@ -1,6 +1,6 @@
 #include "ptap/ptap_resend_list.h"
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace ptap {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "support/resend_schedule.h"
+#include "common/resend_schedule.h"
 #include <list>
 #include <span>
 #include <vector>

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "ptap/ptap.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 namespace {
 
@@ -176,7 +176,7 @@ void PTAP::reportStatus(int code) {
 void PTAP::deliverEvent(const char* data) {
     PtapParent* parent = mParent.load();
     if (parent == nullptr) return;
-    const CoreEvent event{kPtapEventServer};
+    const CoreEvent event{ptap::kTypeEvent};
     parent->onPtapEvent(&event, data);
 }
 

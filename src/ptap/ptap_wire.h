@@ -8,27 +8,18 @@
 #include <span>
 #include <vector>
 
+#include "platform/udp_socket.h"
+#include "ptap/ptap_codes.h"
+
 namespace ptap {
 
 constexpr std::size_t kHeaderLength = 9;
-constexpr std::size_t kMaxDatagram = 1500;
+using platform::kMaxDatagram;
 constexpr std::size_t kMaxPayload = kMaxDatagram - kHeaderLength;
 // Both peers keep transaction ids below this, since the high byte doubles as
 // the fifth byte of the magic test.
 constexpr std::uint32_t kTidLimit = 0x01000000;
 constexpr std::uint8_t kEndOfItems = 0xFF;
-
-enum PacketType : std::uint8_t {
-    kTypeAck = 0x00,
-    kTypeCompulsionRestart = 0x03,
-    kTypeStart = 0x04,
-    kTypeOpBegin = 0x0F,
-    kTypeKeepaliveRequest = 0x10,
-    kTypeErrorResponse = 0x14,
-    kTypeEvent = 0x15,
-    kTypeCardQuery = 0x3C,
-    kTypeCardAnswer = 0x3D,
-};
 
 // The transaction id exactly as it stood on the wire.
 using TidBytes = std::array<std::uint8_t, 4>;

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 BufferHistory& BufferHistory::processWide() {
     static BufferHistory history;

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/module.h"
+#include "common/module.h"
 #include "platform/recursive_lock.h"
 
 // A decoded frame: 160 samples, 320 bytes, 20 ms at 8000 Hz.

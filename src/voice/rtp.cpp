@@ -7,7 +7,7 @@
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "platform/udp_socket.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 struct RTP::Data {
     platform::UdpSocket socket;

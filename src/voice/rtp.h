@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/module.h"
+#include "common/module.h"
 #include "voice/rtp_header.h"
 
 // One packet in memory: the 12 header bytes as on the wire, and the payload

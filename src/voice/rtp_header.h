@@ -7,9 +7,11 @@
 #include <optional>
 #include <span>
 
+#include "platform/udp_socket.h"
+
 constexpr std::size_t kRtpHeaderBytes = 12;
 // The largest datagram the voice path takes, header included.
-constexpr std::size_t kRtpMaxDatagram = 1500;
+constexpr std::size_t kRtpMaxDatagram = platform::kMaxDatagram;
 constexpr std::uint8_t kRtpVersion = 2;
 
 struct RtpHeader {

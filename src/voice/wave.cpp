@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 #include "voice/buffer.h"
 #include "voice/codec_lib.h"
 #include "voice/g711.h"

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/module.h"
+#include "common/module.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"

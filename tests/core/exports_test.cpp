@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/call_processor.h"
-#include "core/globals.h"
+#include "api/globals.h"
 #include "core/key_tables.h"
 #include "softphone.h"
 #include "support_files/trace_capture.h"

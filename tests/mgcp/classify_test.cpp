@@ -11,17 +11,17 @@
 namespace {
 
 TEST(Classification, FollowsTheFirstFourBytes) {
-    const std::tuple<const char*, int, int> cases[] = {
-        {"CRCX 1 d1@x MGCP 1.0\r\n", kMgcpCrcx, kMgcpCrcx},
-        {"MDCX 1 d1@x MGCP 1.0\r\n", kMgcpMdcx, kMgcpMdcx},
-        {"DLCX 1 d1@x MGCP 1.0\r\n", kMgcpDlcxIn, kMgcpDlcxOut},
-        {"RQNT 1 d1@x MGCP 1.0\r\n", kMgcpRqnt, kMgcpRqnt},
-        {"RSIP 1 d1@x MGCP 1.0\r\n", kMgcpResponse, kMgcpRsip},
-        {"NTFY 1 d1@x MGCP 1.0\r\n", kMgcpResponse, kMgcpNtfy},
-        {"200 1 OK\r\n", kMgcpResponse, kMgcpResponse},
-        {"crcx 1 d1@x MGCP 1.0\r\n", kMgcpResponse, kMgcpResponse},  // case counts
-        {"CRC", kMgcpResponse, kMgcpResponse},                       // too short for a verb
-        {"RQNT", kMgcpRqnt, kMgcpRqnt},
+    const std::tuple<const char*, MgcpOperation, MgcpOperation> cases[] = {
+        {"CRCX 1 d1@x MGCP 1.0\r\n", MgcpOperation::kCrcx, MgcpOperation::kCrcx},
+        {"MDCX 1 d1@x MGCP 1.0\r\n", MgcpOperation::kMdcx, MgcpOperation::kMdcx},
+        {"DLCX 1 d1@x MGCP 1.0\r\n", MgcpOperation::kDlcxReceived, MgcpOperation::kDlcxSent},
+        {"RQNT 1 d1@x MGCP 1.0\r\n", MgcpOperation::kRqnt, MgcpOperation::kRqnt},
+        {"RSIP 1 d1@x MGCP 1.0\r\n", MgcpOperation::kResponse, MgcpOperation::kRsip},
+        {"NTFY 1 d1@x MGCP 1.0\r\n", MgcpOperation::kResponse, MgcpOperation::kNtfy},
+        {"200 1 OK\r\n", MgcpOperation::kResponse, MgcpOperation::kResponse},
+        {"crcx 1 d1@x MGCP 1.0\r\n", MgcpOperation::kResponse, MgcpOperation::kResponse},  // case counts
+        {"CRC", MgcpOperation::kResponse, MgcpOperation::kResponse},                       // too short for a verb
+        {"RQNT", MgcpOperation::kRqnt, MgcpOperation::kRqnt},
     };
     for (const auto& [text, received, sent] : cases) {
         EXPECT_EQ(classifyReceived(asBytes(text)), received) << text;
@@ -60,7 +60,7 @@ TEST(TransactionId, StaysInsideAFullDatagram) {
     datagram[kMgcpPayloadSize - 2] = '4';
     datagram[kMgcpPayloadSize - 1] = '2';
     EXPECT_EQ(readTransactionId(datagram), 42u);
-    EXPECT_EQ(classifyReceived(datagram), kMgcpResponse);
+    EXPECT_EQ(classifyReceived(datagram), MgcpOperation::kResponse);
 }
 
 }  // namespace

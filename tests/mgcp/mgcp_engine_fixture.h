@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-#include "core/engine_interfaces.h"
+#include "mgcp/mgcp_parent.h"
 #include "mgcp/mgcp.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
@@ -69,7 +69,7 @@ protected:
 
     // The RSIP, answered: after it the engine takes commands.
     void registerTerminal() {
-        ASSERT_EQ(mMgcp.post(7, nullptr), 0);
+        ASSERT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);
         ASSERT_TRUE(waitUntil([this] { return mMgcp.isRsipAcknowledged(); }));
     }
 

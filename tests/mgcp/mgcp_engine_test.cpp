@@ -22,8 +22,8 @@ TEST_F(MgcpEngine, RsipOpensAndKeysGoOutAsNtfyInOneSequenceOfNumbers) {
     registerTerminal();
     EXPECT_EQ(datagram(0), kRsip1);
     EXPECT_EQ(mServer.received()[0].fromPort, MGCP::kLocalPort);
-    ASSERT_EQ(mMgcp.post(5, "0c30"), 0);
-    ASSERT_EQ(mMgcp.post(7, nullptr), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kNtfy, "0c30"), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);
     EXPECT_EQ(datagram(1), "NTFY 2 d1@0011223344ff MGCP 1.0\r\nX: 1\r\nK: 1\r\n");
     EXPECT_EQ(datagram(2), "RSIP 3 d1@0011223344ff MGCP 1.0\r\nRM: restart\r\n");
     EXPECT_TRUE(waitUntil([this] { return mMgcp.isRsipAcknowledged(); }));
@@ -37,7 +37,7 @@ TEST_F(MgcpEngine, UnansweredNtfyGoesOutSixteenTimesInNineteenSeconds) {
     startEngine();
     registerTerminal();
     mServer.setAnswer(sim::MgcpAnswer::Never);
-    ASSERT_EQ(mMgcp.post(5, "0731"), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kNtfy, "0731"), 0);
     ASSERT_TRUE(mServer.waitForCount(1 + 16, 25000));
     ASSERT_TRUE(bufferEmpties()) << "dropped after the sixteenth";
     const std::vector<sim::Datagram> sent = mServer.received();
@@ -55,7 +55,7 @@ TEST_F(MgcpEngine, UnansweredNtfyGoesOutSixteenTimesInNineteenSeconds) {
 TEST_F(MgcpEngine, CommandsBeforeTheRsipsAnswerAreDropped) {
     startEngine();
     mServer.setAnswer(sim::MgcpAnswer::Never);
-    ASSERT_EQ(mMgcp.post(7, nullptr), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);
     ASSERT_EQ(datagram(0), kRsip1);
     ASSERT_TRUE(mServer.sendCommand(command("CRCX", 1234)));
     // The answer to the RSIP follows the CRCX on the same path, so once it
@@ -106,10 +106,10 @@ TEST_F(MgcpEngine, TerminalDlcxAndResponsesCarryTheLastCommandsNumber) {
     registerTerminal();
     ASSERT_TRUE(mServer.sendCommand(command("CRCX", 4321)));
     ASSERT_EQ(datagram(2).substr(0, 12), "200 4321 OK\r");
-    ASSERT_EQ(mMgcp.post(4, nullptr), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kDlcxSent, nullptr), 0);
     EXPECT_EQ(datagram(3), "DLCX 4321 d1@0011223344ff MGCP 1.0\r\nC: \r\nI: 0\r\n");
     EXPECT_TRUE(bufferEmpties()) << "retransmitted until answered";
-    ASSERT_EQ(mMgcp.post(8, "500"), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kResponse, "500"), 0);
     EXPECT_EQ(datagram(4), "500 4321\r\n");
     EXPECT_TRUE(bufferEmpties()) << "a response is sent once";
 }
@@ -119,16 +119,16 @@ TEST_F(MgcpEngine, StartNeedsAParentAndShutdownFreesBufferedCommandsAndRestartBe
     EXPECT_EQ(mMgcp.setNetworkInitData(&mInitData), 0);
     EXPECT_EQ(mMgcp.setNetworkInitData(nullptr), 0);  // the former data stands
     EXPECT_EQ(mMgcp.start(), 1) << "no parent";
-    EXPECT_EQ(mMgcp.post(7, nullptr), 1);
+    EXPECT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 1);
     startEngine();
     mServer.setAnswer(sim::MgcpAnswer::Never);
-    ASSERT_EQ(mMgcp.post(7, nullptr), 0);
+    ASSERT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);
     ASSERT_EQ(datagram(0), kRsip1);
     EXPECT_EQ(mMgcp.bufferCount(), 1);
     EXPECT_EQ(mMgcp.shutdown(), 0);
     EXPECT_EQ(mMgcp.bufferCount(), 0);
     EXPECT_EQ(mMgcp.shutdown(), 0);        // twice does no harm
-    EXPECT_EQ(mMgcp.post(7, nullptr), 0);  // no socket: nothing leaves
+    EXPECT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);  // no socket: nothing leaves
     EXPECT_EQ(mMgcp.bufferCount(), 0);
 
     mServer.clear();

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 class TraceCapture {
 public:

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "core/globals.h"
+#include "api/globals.h"
 #include "platform/clock.h"
 #include "sim/reference_codec.h"
 #include "sim/rtp_peer.h"

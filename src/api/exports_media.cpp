@@ -1,8 +1,8 @@
 // Exports: sound devices and tones. Each forwards to its object and
 // gives the tabled result when the object does not exist.
-#include "core/exports_guard.h"
-#include "core/globals.h"
-#include "support/tracer.h"
+#include "api/exports_guard.h"
+#include "api/globals.h"
+#include "common/tracer.h"
 
 extern "C" {
 

@@ -1,4 +1,4 @@
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 #include <cstdarg>
 #include <cstdio>

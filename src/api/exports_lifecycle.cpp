@@ -3,11 +3,12 @@
 #include <new>
 
 #include "core/call_processor.h"
-#include "core/core_event.h"
-#include "core/exports_guard.h"
-#include "core/globals.h"
+#include "common/core_event.h"
+#include "api/exports_guard.h"
+#include "api/globals.h"
+#include "core/call_state.h"
 #include "core/key_tables.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 std::atomic<CallProcessor*> gCallProcessor{nullptr};
 std::atomic<Wave*> gWave{nullptr};
@@ -101,7 +102,7 @@ SP_EXPORT int put_key(uint32_t keyNumber) {
                                       keyNumber);
             return -1;
         }
-        const CoreEvent command{kMailboxKey};
+        const CoreEvent command{kInputKey};
         const int length = static_cast<int>(std::strlen(text));
         if (cp->postMailbox(&command, text, &length) != 0) {
             Tracer::instance()->trace(kTraceError, "[API :: ERROR] Failed at put_key. Possible mailbox overflow.");
@@ -140,7 +141,7 @@ SP_EXPORT int send_error(uint32_t code, uint32_t, uint32_t) {
         if (cp == nullptr) return 0;
         unsigned char block[16] = {};
         block[0] = static_cast<unsigned char>(code & 0xFF);
-        const CoreEvent command{kMailboxSendError};
+        const CoreEvent command{kInputSendError};
         const int length = 1;
         if (cp->postMailbox(&command, block, &length) != 0) {
             Tracer::instance()->trace(kTraceError, "[API :: ERROR] Failed to send PTAP error data");

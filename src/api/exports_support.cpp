@@ -1,7 +1,7 @@
 // Exports: the trace file. They work with or without initialize and always
 // give 0.
-#include "core/exports_guard.h"
-#include "support/tracer.h"
+#include "api/exports_guard.h"
+#include "common/tracer.h"
 
 extern "C" {
 

@@ -1,6 +1,6 @@
 // Exports: voice, forwarded to Wave on the client's own thread.
-#include "core/exports_guard.h"
-#include "core/globals.h"
+#include "api/exports_guard.h"
+#include "api/globals.h"
 #include "voice/wave.h"
 
 extern "C" {

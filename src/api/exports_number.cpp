@@ -2,10 +2,10 @@
 // set_module_variable creates it, and it lives until the library is unloaded.
 #include <atomic>
 
-#include "core/exports_guard.h"
-#include "core/globals.h"
+#include "api/exports_guard.h"
+#include "api/globals.h"
 #include "support/number_formatter.h"
-#include "support/tracer.h"
+#include "common/tracer.h"
 
 // Lives until the library goes: the client may call the number exports, and
 // hold the last formatted text, at any time until then.
