@@ -1,11 +1,11 @@
 // MGCP's dispatcher and the senders behind it: every datagram the terminal
 // sends leaves through transmit.
-#include <cerrno>
 #include <string_view>
 
 #include "mgcp/local_description.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
+#include "platform/socket_error.h"
 #include "mgcp/mgcp_messages.h"
 #include "mgcp/packet_writer.h"
 #include "mgcp/retransmit_buffer.h"
@@ -151,7 +151,7 @@ int MGCP::transmit(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, st
     const int sent =
         mSocket.sendTo(mSession.mServerEndpoint.address, mSession.mServerEndpoint.port, payload.data(), used);
     if (sent < 1) {
-        const int error = errno;
+        const int error = platform::lastSocketError();
         Tracer::instance()->trace(kTraceCritical, "[MGCP SOCKET] Socket returned errorcode: %d (%x)", error,
                                   static_cast<unsigned>(error));
         return 1;

@@ -1,5 +1,7 @@
 #include "platform/udp_socket.h"
 
+#include "platform/socket_error.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -22,22 +24,28 @@ bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (mFd >= 0) return false;
     int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return false;
+    if (fd < 0) {
+        noteSocketError(errno);
+        return false;
+    }
     sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_addr.s_addr = htonl(bindAddress == 0 ? INADDR_ANY : bindAddress);
     local.sin_port = htons(port);
     if (::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
+        noteSocketError(errno);
         ::close(fd);
         return false;
     }
     socklen_t len = sizeof local;
     if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len) != 0) {
+        noteSocketError(errno);
         ::close(fd);
         return false;
     }
     int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (wake < 0) {
+        noteSocketError(errno);
         ::close(fd);
         return false;
     }
@@ -52,7 +60,10 @@ int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* dat
     int fd;
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        if (!mOpen) return -1;
+        if (!mOpen) {
+            noteSocketError(ENOTSOCK);
+            return -1;
+        }
         fd = mFd;
         ++mReceivers;  // keeps the descriptor alive through the call
     }
@@ -61,6 +72,7 @@ int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* dat
     remote.sin_addr.s_addr = htonl(address);
     remote.sin_port = htons(port);
     ssize_t sent = ::sendto(fd, data, length, MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&remote), sizeof remote);
+    if (sent < 0) noteSocketError(errno);
     {
         std::lock_guard<std::mutex> lock(mMutex);
         if (--mReceivers == 0) mReceiversLeft.notify_all();
@@ -102,6 +114,7 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
             break;
         }
         if (ready < 0) {
+            noteSocketError(errno);
             result.status = ReceiveStatus::Error;
             break;
         }
@@ -113,6 +126,7 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
             ::recvfrom(fd, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fromLen);
         if (got < 0) {
             if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) continue;
+            noteSocketError(errno);
             result.status = ReceiveStatus::Error;
             break;
         }
@@ -134,9 +148,9 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
     return result;
 }
 
-void UdpSocket::close() {
+int UdpSocket::close() {
     std::unique_lock<std::mutex> lock(mMutex);
-    if (mFd < 0) return;
+    if (mFd < 0) return 0;
     mOpen = false;
     std::uint64_t one = 1;
     ssize_t ignored = ::write(mWakeFd, &one, sizeof one);
@@ -144,11 +158,16 @@ void UdpSocket::close() {
     // Receivers leave promptly once woken; the descriptors are released only
     // after that, so no receive ever polls a reused number.
     mReceiversLeft.wait(lock, [this] { return mReceivers == 0; });
-    ::close(mFd);
+    int result = 0;
+    if (::close(mFd) != 0) {
+        noteSocketError(errno);
+        result = lastSocketError();
+    }
     ::close(mWakeFd);
     mFd = -1;
     mWakeFd = -1;
     mLocalPort = 0;
+    return result;
 }
 
 std::uint32_t parseDottedAddress(const char* text) {

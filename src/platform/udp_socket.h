@@ -41,7 +41,7 @@ public:
     std::uint16_t localPort() const { return mLocalPort; }
 
     // Sends one datagram to `address` (host order) and `port`. Result: bytes
-    // sent, or -1.
+    // sent, or -1 (the reason in lastSocketError).
     int sendTo(std::uint32_t address, std::uint16_t port, const void* data, std::size_t length);
 
     // Blocks until a datagram arrives or the socket is closed. A datagram
@@ -52,8 +52,9 @@ public:
     ReceiveResult receive(void* buffer, std::size_t capacity, int timeoutMs);
 
     // Wakes every blocked receive, waits until they have left, then releases
-    // the port. Safe to call repeatedly and from any thread.
-    void close();
+    // the port. Safe to call repeatedly and from any thread. 0, or the
+    // Windows Sockets code of a failed close (also kept for lastSocketError).
+    int close();
 
 private:
     ReceiveResult receiveImpl(void* buffer, std::size_t capacity, int timeoutMs);
