@@ -8,55 +8,9 @@
 namespace sim {
 
 const std::vector<std::string>& exportNames() {
-    static const std::vector<std::string> names = {"initialize",
-                                                   "uninitialize",
-                                                   "put_key",
-                                                   "make_call",
-                                                   "send_error",
-                                                   "open_voice",
-                                                   "close_voice",
-                                                   "send_voice",
-                                                   "recv_voice",
-                                                   "set_alaw",
-                                                   "AudioModuleStart",
-                                                   "AudioModuleShutdown",
-                                                   "AudioModulePlayVoice",
-                                                   "AudioModuleRecordStart",
-                                                   "AudioModuleRegisterCallback",
-                                                   "AudioModuleGetInDevice",
-                                                   "AudioModuleGetOutDevice",
-                                                   "AudioModuleSetDevice",
-                                                   "AudioModulePlayFile",
-                                                   "AudioModuleStopPlayFile",
-                                                   "AudioModuleSetSpeakerVolume",
-                                                   "AudioModuleSetRingVolume",
-                                                   "AudioModuleSetMicVolume",
-                                                   "AudioModuleGetEngineStatus",
-                                                   "AudioModuleGetDeviceID",
-                                                   "AudioModuleSetWindowHandle",
-                                                   "AudioModulePlayTone",
-                                                   "AudioModuleStopPlayTone",
-                                                   "ToneModulePlayDTMF",
-                                                   "ToneModuleGetKeyPadMode",
-                                                   "ToneModuleGetProgramMode",
-                                                   "ToneModuleSetKeyPadMode",
-                                                   "ToneModuleSetProgramMode",
-                                                   "ToneModulePlayTone",
-                                                   "ToneModuleSaveCustomTone",
-                                                   "ToneModuleRemoveCustomTone",
-                                                   "ToneModuleGetCustomTone",
-                                                   "ToneModuleSetServiceTonePath",
-                                                   "ToneModulePlayServiceTone",
-                                                   "tracer_startup",
-                                                   "tracer_add_filter",
-                                                   "tracer_remove_filter",
-                                                   "tracer_set_filter",
-                                                   "set_module_variable",
-                                                   "get_module_variable",
-                                                   "check_leading",
-                                                   "check_added",
-                                                   "get_formatted_number",
-                                                   "discard_changes"};
+#define SP_API_NAME(name) #name,
+    static const std::vector<std::string> names = {SOFTPHONE_EXPORTS(SP_API_NAME)};
+#undef SP_API_NAME
     return names;
 }
 
@@ -81,56 +35,8 @@ bool SoftphoneLibrary::load(const std::string& path) {
         }
         slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(symbol);
     };
-#define SP_RESOLVE(name) resolve(mApi.name, #name)
-    SP_RESOLVE(initialize);
-    SP_RESOLVE(uninitialize);
-    SP_RESOLVE(put_key);
-    SP_RESOLVE(make_call);
-    SP_RESOLVE(send_error);
-    SP_RESOLVE(open_voice);
-    SP_RESOLVE(close_voice);
-    SP_RESOLVE(send_voice);
-    SP_RESOLVE(recv_voice);
-    SP_RESOLVE(set_alaw);
-    SP_RESOLVE(AudioModuleStart);
-    SP_RESOLVE(AudioModuleShutdown);
-    SP_RESOLVE(AudioModulePlayVoice);
-    SP_RESOLVE(AudioModuleRecordStart);
-    SP_RESOLVE(AudioModuleRegisterCallback);
-    SP_RESOLVE(AudioModuleGetInDevice);
-    SP_RESOLVE(AudioModuleGetOutDevice);
-    SP_RESOLVE(AudioModuleSetDevice);
-    SP_RESOLVE(AudioModulePlayFile);
-    SP_RESOLVE(AudioModuleStopPlayFile);
-    SP_RESOLVE(AudioModuleSetSpeakerVolume);
-    SP_RESOLVE(AudioModuleSetRingVolume);
-    SP_RESOLVE(AudioModuleSetMicVolume);
-    SP_RESOLVE(AudioModuleGetEngineStatus);
-    SP_RESOLVE(AudioModuleGetDeviceID);
-    SP_RESOLVE(AudioModuleSetWindowHandle);
-    SP_RESOLVE(AudioModulePlayTone);
-    SP_RESOLVE(AudioModuleStopPlayTone);
-    SP_RESOLVE(ToneModulePlayDTMF);
-    SP_RESOLVE(ToneModuleGetKeyPadMode);
-    SP_RESOLVE(ToneModuleGetProgramMode);
-    SP_RESOLVE(ToneModuleSetKeyPadMode);
-    SP_RESOLVE(ToneModuleSetProgramMode);
-    SP_RESOLVE(ToneModulePlayTone);
-    SP_RESOLVE(ToneModuleSaveCustomTone);
-    SP_RESOLVE(ToneModuleRemoveCustomTone);
-    SP_RESOLVE(ToneModuleGetCustomTone);
-    SP_RESOLVE(ToneModuleSetServiceTonePath);
-    SP_RESOLVE(ToneModulePlayServiceTone);
-    SP_RESOLVE(tracer_startup);
-    SP_RESOLVE(tracer_add_filter);
-    SP_RESOLVE(tracer_remove_filter);
-    SP_RESOLVE(tracer_set_filter);
-    SP_RESOLVE(set_module_variable);
-    SP_RESOLVE(get_module_variable);
-    SP_RESOLVE(check_leading);
-    SP_RESOLVE(check_added);
-    SP_RESOLVE(get_formatted_number);
-    SP_RESOLVE(discard_changes);
+#define SP_RESOLVE(name) resolve(mApi.name, #name);
+    SOFTPHONE_EXPORTS(SP_RESOLVE)
 #undef SP_RESOLVE
     if (!ok) unload();
     return ok;
