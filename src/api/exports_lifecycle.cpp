@@ -6,6 +6,7 @@
 #include "common/core_event.h"
 #include "api/exports_guard.h"
 #include "api/globals.h"
+#include "api/wave_access.h"
 #include "core/call_state.h"
 #include "core/key_tables.h"
 #include "common/tracer.h"
@@ -19,7 +20,7 @@ namespace {
 
 void destroyCallProcessor() {
     CallProcessor* cp = gCallProcessor.exchange(nullptr);
-    gWave = nullptr;
+    WaveAccess::retire();
     if (cp != nullptr) {
         cp->shutdown();
         delete cp;

@@ -1,6 +1,7 @@
 // Exports: voice, forwarded to Wave on the client's own thread.
 #include "api/exports_guard.h"
 #include "api/globals.h"
+#include "api/wave_access.h"
 #include "voice/wave.h"
 
 extern "C" {
@@ -15,7 +16,8 @@ SP_EXPORT int close_voice(void) {
 
 SP_EXPORT int send_voice(uint32_t bytes, const void* pcm) {
     return guarded(static_cast<int>(bytes), [&]() -> int {
-        Wave* wave = gWave.load();
+        const WaveAccess access;
+        Wave* wave = access.get();
         if (wave == nullptr) return static_cast<int>(bytes);
         if (bytes < Wave::kFrameBytes) return 0;
         // Whole frames only; a remainder is dropped, and so is a frame the
@@ -33,7 +35,8 @@ SP_EXPORT int send_voice(uint32_t bytes, const void* pcm) {
 
 SP_EXPORT int recv_voice(int* size, void* pcm, int* status) {
     return guarded(0, [&]() -> int {
-        Wave* wave = gWave.load();
+        const WaveAccess access;
+        Wave* wave = access.get();
         if (wave == nullptr) return 0;
         const int localSize = size != nullptr ? *size : 0;
         int got = 0;
@@ -47,7 +50,8 @@ SP_EXPORT int recv_voice(int* size, void* pcm, int* status) {
 // missing engine is still passed over rather than followed.
 SP_EXPORT void set_alaw(int flag) {
     guardedVoid([&] {
-        Wave* wave = gWave.load();
+        const WaveAccess access;
+        Wave* wave = access.get();
         if (wave != nullptr) wave->setAlaw(flag == 0 ? 0 : 1);
     });
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "core/call_state.h"
 #include "core/mailbox.h"
@@ -56,14 +57,27 @@ int CallProcessor::failStart(int level, const char* message, int result) {
 }
 
 int CallProcessor::start() {
-    Tracer* tracer = Tracer::instance();
     // The signal lock first, as on every other path (a server command takes
     // it before MGCP's lock and ours): commands wait until start-up is done.
     mSignalLock.lock();
     mLock.lock();
-    tracer->trace(kTraceStatus, "[CP] Module starting");
+    Tracer::instance()->trace(kTraceStatus, "[CP] Module starting");
     mStopping = false;
+    // Each stage gives 0, or the start's result after failStart has
+    // released the locks and shut down what was made.
+    for (int (CallProcessor::*stage)() : {&CallProcessor::createEvents, &CallProcessor::startPtap,
+                                          &CallProcessor::startMgcp, &CallProcessor::startWave,
+                                          &CallProcessor::startMailbox}) {
+        const int result = (this->*stage)();
+        if (result != 0) return result;
+    }
+    Tracer::instance()->trace(kTraceStatus, "[CP :: STATUS] CP initialization completed.");
+    mLock.unlock();
+    mSignalLock.unlock();
+    return 0;
+}
 
+int CallProcessor::createEvents() {
     if (!mPtapEvent) {
         mPtapEvent.reset(new (std::nothrow) platform::ManualResetEvent("EventPTAP_#ID00"));
         if (!mPtapEvent)
@@ -74,82 +88,93 @@ int CallProcessor::start() {
         if (!mMgcpEvent)
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] MGCP Synchronization object creation FAILED");
     }
+    return 0;
+}
 
-    // The control link: START and its answer.
-    if (mPtap == nullptr) {
-        mPtap = new (std::nothrow) PTAP();
-        if (mPtap == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed - PTAP");
-        if (mPtap->setNetworkInitData(mNetworkInitData.get()) != 0) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP initialization data invalid");
-        }
-        mPtap->setParent(this);
-        mPtap->addListener(this);
-        if (mPtap->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP");
-        const CoreEvent started{kInputModuleStarted};
-        if (stepCallState(&started) != 0) return failStart(kTraceError, "[CP :: ERROR] Startup state setup failed");
-        const int startType = ptap::kTypeStart;
-        if (mPtap->transmit(&startType, nullptr, nullptr) == 1) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP START delivery");
-        }
-        if (!mPtapEvent->wait(kAnswerWaitMs)) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: PTAP START");
-        }
-        const int result = mPtap->getResult();
-        if (result == 0xC9) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] PTAP START - Registration failed/not possible",
-                             0xC9);
-        }
-        if (result == 0xD2 || result == 0xD3) {
-            return failStart(kTraceCritical,
-                             "[CP :: CRITICAL ERROR] PTAP START - User-specified connection info INCORRECT!", result);
-        }
-        if (result != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation failed: PTAP START");
+// The control link: START and its answer.
+int CallProcessor::startPtap() {
+    if (mPtap != nullptr) return 0;
+    mPtap = new (std::nothrow) PTAP();
+    if (mPtap == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed - PTAP");
+    if (mPtap->setNetworkInitData(mNetworkInitData.get()) != 0) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP initialization data invalid");
     }
-
-    // The signalling link: RSIP and its acknowledgment, then OP_BEGIN.
-    if (mMgcp == nullptr) {
-        mMgcp = new (std::nothrow) MGCP();
-        if (mMgcp == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: MGCP");
-        mMgcp->setParent(this);
-        if (mMgcp->setNetworkInitData(mNetworkInitData.get()) != 0) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP initialization data invalid");
-        }
-        if (mMgcp->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP");
-        mMgcp->setLocalRtpPort(kRtpPort);
-        if (mMgcp->post(MgcpOperation::kRsip, nullptr) != 0) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP RSIP delivery");
-        }
-        tracer->trace(kTraceStatus, "[CP] Waiting for response: MGCP RSIP acknowledgment");
-        // An answer first seen in the last pass still counts as too late.
-        unsigned waited = 0;
-        while (!mMgcp->isRsipAcknowledged() && waited <= kAnswerWaitMs) {
-            waited += kRsipPollMs;
-            platform::sleepMs(kRsipPollMs);
-        }
-        if (waited >= kAnswerWaitMs || !mMgcp->isRsipAcknowledged()) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: MGCP RSIP acknowledgement");
-        }
-        const int opBegin = ptap::kTypeOpBegin;
-        if (mPtap->transmit(&opBegin, nullptr, nullptr) == 1) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP OP_BEGIN delivery");
-        }
+    mPtap->setParent(this);
+    mPtap->addListener(this);
+    if (mPtap->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP");
+    const CoreEvent started{kInputModuleStarted};
+    if (stepCallState(&started) != 0) return failStart(kTraceError, "[CP :: ERROR] Startup state setup failed");
+    const int startType = ptap::kTypeStart;
+    if (mPtap->transmit(&startType, nullptr, nullptr) == 1) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP START delivery");
     }
-
-    // Voice: the session runs from here with its gate shut.
-    if (mWave == nullptr) {
-        tracer->trace(kTraceStatus, "[CP :: STATUS] Initializing wave");
-        mWave = new (std::nothrow) Wave();
-        if (mWave == nullptr || mWave->start() != 0) {
-            return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: Wave");
-        }
-        mWave->setLocalPort(kRtpPort);
-        mWave->setRemoteAddress(mNetworkInitData->mServerAddress);
-        mWave->setRemotePort(kRtpPort);
-        mWave->startSession();  // without a session voice is silent, not the start a failure
-        mWave->setVoiceActive(false);
-        tracer->trace(kTraceStatus, "[CP :: STATUS] Wave initialization completed");
+    if (!mPtapEvent->wait(kAnswerWaitMs)) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: PTAP START");
     }
+    const int result = mPtap->getResult();
+    if (result == ptap::kResultRefused) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] PTAP START - Registration failed/not possible",
+                         result);
+    }
+    if (result == ptap::kResultWrongConnectionData || result == ptap::kResultIncorrectCard) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] PTAP START - User-specified connection info INCORRECT!",
+                         result);
+    }
+    if (result != ptap::kResultAccepted) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation failed: PTAP START");
+    }
+    return 0;
+}
 
+// The signalling link: RSIP and its acknowledgment, then OP_BEGIN.
+int CallProcessor::startMgcp() {
+    if (mMgcp != nullptr) return 0;
+    mMgcp = new (std::nothrow) MGCP();
+    if (mMgcp == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: MGCP");
+    mMgcp->setParent(this);
+    if (mMgcp->setNetworkInitData(mNetworkInitData.get()) != 0) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP initialization data invalid");
+    }
+    if (mMgcp->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP");
+    mMgcp->setLocalRtpPort(kRtpPort);
+    if (mMgcp->post(MgcpOperation::kRsip, nullptr) != 0) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP RSIP delivery");
+    }
+    Tracer::instance()->trace(kTraceStatus, "[CP] Waiting for response: MGCP RSIP acknowledgment");
+    // An answer first seen in the last pass still counts as too late.
+    unsigned waited = 0;
+    while (!mMgcp->isRsipAcknowledged() && waited <= kAnswerWaitMs) {
+        waited += kRsipPollMs;
+        platform::sleepMs(kRsipPollMs);
+    }
+    if (waited >= kAnswerWaitMs || !mMgcp->isRsipAcknowledged()) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: MGCP RSIP acknowledgement");
+    }
+    const int opBegin = ptap::kTypeOpBegin;
+    if (mPtap->transmit(&opBegin, nullptr, nullptr) == 1) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP OP_BEGIN delivery");
+    }
+    return 0;
+}
+
+// Voice: the session runs from here with its gate shut.
+int CallProcessor::startWave() {
+    if (mWave != nullptr) return 0;
+    Tracer::instance()->trace(kTraceStatus, "[CP :: STATUS] Initializing wave");
+    mWave = new (std::nothrow) Wave();
+    if (mWave == nullptr || mWave->start() != 0) {
+        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: Wave");
+    }
+    mWave->setLocalPort(kRtpPort);
+    mWave->setRemoteAddress(mNetworkInitData->mServerAddress);
+    mWave->setRemotePort(kRtpPort);
+    mWave->startSession();  // without a session voice is silent, not the start a failure
+    mWave->setVoiceActive(false);
+    Tracer::instance()->trace(kTraceStatus, "[CP :: STATUS] Wave initialization completed");
+    return 0;
+}
+
+int CallProcessor::startMailbox() {
     if (mMailbox == nullptr) {
         mMailbox = new (std::nothrow) Mailbox();
         if (mMailbox == nullptr || mMailbox->start() != 0) {
@@ -161,13 +186,11 @@ int CallProcessor::start() {
         if (!thread->createSuspended([this] { pollMailbox(); })) {
             return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Thread creation failed: Mailbox polling");
         }
+        mMailboxStop.reset();
         mMailboxThreadId = thread->id();
         mMailboxThread = std::move(thread);
         mMailboxThread->resume();
     }
-    tracer->trace(kTraceStatus, "[CP :: STATUS] CP initialization completed.");
-    mLock.unlock();
-    mSignalLock.unlock();
     return 0;
 }
 
@@ -176,6 +199,8 @@ void CallProcessor::stopMailboxThread() {
     // Zeroing the id ends the thread at its next test; it is joined before
     // the Mailbox and the engines it reaches go away.
     mMailboxThreadId = 0;
+    mMailboxStop.set();
+    if (mMailbox != nullptr) mMailbox->wake();
     mMailboxThread->join();
     mMailboxThread.reset();
     Tracer::instance()->trace(kTraceStatus, "[CP] Module shutdown");
@@ -192,12 +217,28 @@ static void takeDown(Engine*& engine) {
 int CallProcessor::shutdown() {
     mStopping = true;
     stopMailboxThread();
+    // A server command already inside onMgcpEvent holds both locks: taking
+    // them waits for it to finish. Once the engines are detached here, a
+    // later command finds mStopping under the locks and touches nothing.
+    Mailbox* mailbox = nullptr;
+    Wave* wave = nullptr;
+    MGCP* mgcp = nullptr;
+    PTAP* ptap = nullptr;
+    {
+        platform::LockGuard signal(mSignalLock);
+        platform::LockGuard module(mLock);
+        mailbox = std::exchange(mMailbox, nullptr);
+        wave = std::exchange(mWave, nullptr);
+        mgcp = std::exchange(mMgcp, nullptr);
+        ptap = std::exchange(mPtap, nullptr);
+    }
     // The reverse of creation: the control link came first and goes last.
-    // Each engine joins its own threads in its shutdown, outside our locks.
-    takeDown(mMailbox);
-    takeDown(mWave);
-    takeDown(mMgcp);
-    takeDown(mPtap);
+    // Each engine joins its own threads in its shutdown, outside our locks,
+    // since MGCP's socket thread may be waiting for them.
+    takeDown(mailbox);
+    takeDown(wave);
+    takeDown(mgcp);
+    takeDown(ptap);
     mCallState = kCallStopped;
     mMgcpEvent.reset();
     mPtapEvent.reset();
@@ -231,12 +272,12 @@ void CallProcessor::lockSignal(const bool* on) {
 void CallProcessor::onPtapStatus(const int* code) {
     if (code == nullptr) return;
     switch (*code) {
-        case 1:
-        case 2:
+        case ptap::kStatusStartAccepted:
+        case ptap::kStatusOpBeginAnswered:
             platform::debugOutput("WOOO CONNECTED LIAO!!!!!!!!!!\n");
             if (mPtapEvent) mPtapEvent->set();
             break;
-        case 3: {
+        case ptap::kStatusCardValue: {
             const NetworkInitData* init = mNetworkInitData.get();
             if (init == nullptr || init->mCallbacks.onClientEvent == nullptr || mPtap == nullptr) break;
             char block[1024] = {};
@@ -244,11 +285,11 @@ void CallProcessor::onPtapStatus(const int* code) {
             init->mCallbacks.onClientEvent(toInt(ClientEvent::kCardValue), 1, block);
             break;
         }
-        case 4:
+        case ptap::kStatusCannotRegister:
             platform::debugOutput("CANNOT REGISTER!!!!!!!!!!\n");
             if (mPtapEvent) mPtapEvent->set();
             break;
-        case 6:
+        case ptap::kStatusIncorrectCard:
             platform::debugOutput("INCORRECT CARD!!!!!!!!!!\n");
             if (mPtapEvent) mPtapEvent->set();
             break;
@@ -273,8 +314,16 @@ void CallProcessor::pollMailbox() {
         if (mMailbox != nullptr && mMailbox->read(&command, data, &length) == 0) {
             processMailboxItem(&command, data);
             std::memset(data, 0, sizeof data);
+            // One item each 50 ms: the digits of a dialled number keep
+            // their pace. Only a stop cuts the pause short.
+            mMailboxStop.wait(kMailboxPollMs);
+        } else if (mMailbox != nullptr) {
+            // Quiet: sleep until the next write, so that a key after a
+            // pause leaves at once.
+            mMailbox->waitForItem(kMailboxIdleWaitMs);
+        } else {
+            mMailboxStop.wait(kMailboxPollMs);
         }
-        platform::sleepMs(kMailboxPollMs);
     }
     Tracer::instance()->trace(kTraceDetail, "[CP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));
 }

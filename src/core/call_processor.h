@@ -28,6 +28,8 @@ public:
     // How long start-up waits for each link's answer.
     static constexpr unsigned kAnswerWaitMs = 19000;
     static constexpr unsigned kMailboxPollMs = 50;
+    // Bound on a quiet wait; a write or a stop ends it sooner.
+    static constexpr unsigned kMailboxIdleWaitMs = 60000;
     static constexpr unsigned kRsipPollMs = 100;
 
     CallProcessor();
@@ -69,6 +71,12 @@ public:
 private:
     int notifyClient(ClientEvent event, const char* data);
     int failStart(int level, const char* message, int result = 1);
+    // The stages of start, in their order.
+    int createEvents();
+    int startPtap();
+    int startMgcp();
+    int startWave();
+    int startMailbox();
     void pollMailbox();
     void stopMailboxThread();
     void applyMediaSession(const char* data);
@@ -77,6 +85,7 @@ private:
     platform::RecursiveLock mLock;
     std::unique_ptr<platform::Thread> mMailboxThread;
     std::atomic<std::uint32_t> mMailboxThreadId{0};
+    platform::ManualResetEvent mMailboxStop;
     std::atomic<std::int32_t> mCallState{0};
     platform::RecursiveLock mSignalLock;
     MGCP* mMgcp = nullptr;

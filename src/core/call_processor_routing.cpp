@@ -118,6 +118,14 @@ int CallProcessor::onMgcpEvent(const CoreEvent* event, const char* data, const b
     const bool outer = takeLock != nullptr && *takeLock;
     if (outer) mSignalLock.lock();
     mLock.lock();
+    // Shutdown may have detached the engines while this thread waited for
+    // the locks.
+    if (mStopping) {
+        mLock.unlock();
+        if (outer) mSignalLock.unlock();
+        Tracer::instance()->trace(kTraceWarning, "[CP] Operation blocked: MGCP event");
+        return 1;
+    }
     if (event != nullptr) {
         switch (static_cast<MgcpOperation>(event->code)) {
             case MgcpOperation::kCrcx: {

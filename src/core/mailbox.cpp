@@ -59,7 +59,23 @@ int Mailbox::write(const CoreEvent* command, const void* data, const int* length
     }
     mQueue->mTail = item;
     ++mQueue->mCount;
+    mWritten.set();
     return 0;
+}
+
+bool Mailbox::waitForItem(unsigned timeoutMs) {
+    // Reset before looking: a write after the look sets the event again, so
+    // no item is left waiting for the time-out.
+    mWritten.reset();
+    {
+        platform::LockGuard guard(mLock);
+        if (mQueue != nullptr && mQueue->mCount > 0) return true;
+    }
+    return mWritten.wait(timeoutMs);
+}
+
+void Mailbox::wake() {
+    mWritten.set();
 }
 
 int Mailbox::read(CoreEvent* command, void* data, int* length) {

@@ -6,6 +6,7 @@
 
 #include "common/core_event.h"
 #include "common/module.h"
+#include "platform/event.h"
 #include "platform/recursive_lock.h"
 
 struct MailboxItem {
@@ -36,8 +37,14 @@ public:
     int write(const CoreEvent* command, const void* data, const int* length);
     // 0 read; 1 nothing to read. `data` has room for 200 bytes.
     int read(CoreEvent* command, void* data, int* length);
+    // True as soon as an item is waiting, or wake() was called; false after
+    // `timeoutMs` with neither. The reader sleeps here instead of polling.
+    bool waitForItem(unsigned timeoutMs);
+    // Lets a waiting reader go, to see that it must stop.
+    void wake();
 
 private:
     platform::RecursiveLock mLock;
     MailboxQueue* mQueue = nullptr;
+    platform::ManualResetEvent mWritten;
 };

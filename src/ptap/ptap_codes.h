@@ -33,6 +33,7 @@ enum Result : int {
     kResultAccepted = 0,
     kResultBusy = 200,
     kResultRefused = 0xC9,
+    kResultWrongConnectionData = 0xD2,
     kResultIncorrectCard = 0xD3,
 };
 
