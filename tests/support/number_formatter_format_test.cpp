@@ -7,55 +7,47 @@
 
 using namespace nf_test;
 
-TEST(NumberFormatterFormat, FormatsTheWorkedExample) {
-    NumberFormatter formatter;
-    ASSERT_EQ(apply(formatter, {.rules = {rule(u"+44", u"0")}, .shortLength = 4, .prefix = u"9", .removeZero = true}),
-              0);
-    const Formatted international = format(formatter, u"+44 (0)20 7946-0000", 19);
-    EXPECT_EQ(international.text, u"902079460000");
-    EXPECT_EQ(international.result, 13);
-    const Formatted internal = format(formatter, u"1234", 4);
-    EXPECT_EQ(internal.text, u"1234");
-    EXPECT_EQ(internal.result, 5);
-}
-
-TEST(NumberFormatterFormat, ChoosesTheFormByTheClientsLengthAtTheBoundary) {
-    NumberFormatter formatter;
-    apply(formatter, {.shortLength = 4, .prefix = u"9"});
-    EXPECT_EQ(format(formatter, u"1234", 4).text, u"1234");
-    EXPECT_EQ(format(formatter, u"1234", 5).text, u"91234");
-    // The given length decides, not the text's own.
-    EXPECT_EQ(format(formatter, u"12", 10).text, u"912");
-    EXPECT_EQ(format(formatter, u"123456", 0).text, u"123456");
-}
-
-TEST(NumberFormatterFormat, ShortFormKeepsDialCharactersOnly) {
-    const std::pair<Text, Text> cases[] = {
-        {u"PW123", u"123"}, {u"1P2", u"1P2"}, {u"1W2", u"1P2"},       {u"+1 (234) 5-6", u"123456"}, {u"*#0", u"*#0"},
-        {u"pw1", u"1"},     {u"12+", u"12"},  {u"\u0661\uFF12", u""}, {u"1\u00A02\t3\n4", u"1234"},
-    };
-    NumberFormatter formatter;
-    // Rule, prefix and default digits are there to show that none applies.
-    apply(formatter, {.rules = {rule(u"1", u"77")}, .shortLength = 50, .prefix = u"9", .defaultDigits = u"0"});
-    for (const auto& [number, expected] : cases) {
-        SCOPED_TRACE(std::string(number.begin(), number.end()));
-        const Formatted formatted = format(formatter, number, static_cast<int>(number.size()));
-        EXPECT_EQ(formatted.text, expected);
-        EXPECT_EQ(formatted.result, static_cast<int>(expected.size()) + 1);
-    }
-}
-
-TEST(NumberFormatterFormat, LongFormAppliesRulesDefaultDigitsAndPrefix) {
+// Each row formats one number with a fresh formatter; a length of -1 means
+// a long number whatever the short length, and a result of 0 is not checked.
+TEST(NumberFormatterFormat, FormatsByTheTable) {
     DialRule wrongLengths = rule(u"12", u"3");
     wrongLengths.mLeadingLength = 9;
     wrongLengths.mAddedLength = 0;
+    const Settings example{.rules = {rule(u"+44", u"0")}, .shortLength = 4, .prefix = u"9", .removeZero = true};
+    const Settings shortOnly{.rules = {rule(u"1", u"77")}, .shortLength = 50, .prefix = u"9", .defaultDigits = u"0"};
+    const Settings four{.shortLength = 4, .prefix = u"9"};
     struct Case {
         const char* name;
         Settings settings;
         Text number;
         Text expected;
+        int length = -1;
+        int result = 0;
     };
     const Case cases[] = {
+        // The worked example: the long form, then an internal number.
+        {"example, long", example, u"+44 (0)20 7946-0000", u"902079460000", 19, 13},
+        {"example, short", example, u"1234", u"1234", 4, 5},
+        // The client's length chooses the form, not the text's own.
+        {"short at the boundary", four, u"1234", u"1234", 4},
+        {"long past the boundary", four, u"1234", u"91234", 5},
+        {"long by the given length", four, u"12", u"912", 10},
+        {"length 0 is short", four, u"123456", u"123456", 0},
+        // The short form keeps dial characters only; no rule, prefix or
+        // default digits apply.
+        {"short: pauses dropped", shortOnly, u"PW123", u"123", 5, 4},
+        {"short: inner pause", shortOnly, u"1P2", u"1P2", 3, 4},
+        {"short: wait becomes pause", shortOnly, u"1W2", u"1P2", 3, 4},
+        {"short: punctuation", shortOnly, u"+1 (234) 5-6", u"123456", 12, 7},
+        {"short: star and hash", shortOnly, u"*#0", u"*#0", 3, 4},
+        {"short: lower case pauses", shortOnly, u"pw1", u"1", 3, 2},
+        {"short: trailing plus", shortOnly, u"12+", u"12", 3, 3},
+        {"short: other digit sets", shortOnly, u"\u0661\uFF12", u"", 2, 1},
+        {"short: white space", shortOnly, u"1\u00A02\t3\n4", u"1234", 7, 5},
+        // Before any variable is set.
+        {"nothing set, short", {}, u"1 2", u"12", 0},
+        {"nothing set, long", {}, u"+49 (0) 1", u"4901", 9},
+        // The long form: rules, default digits and prefix.
         {"first match wins", {.rules = {rule(u"0", u"1"), rule(u"00", u"2")}}, u"0012345", u"1012345"},
         {"first match, reversed", {.rules = {rule(u"00", u"2"), rule(u"0", u"1")}}, u"0012345", u"212345"},
         {"empty enabled rule", {.rules = {rule(u"", u"55"), rule(u"1", u"0")}}, u"12345", u"5512345"},
@@ -87,15 +79,19 @@ TEST(NumberFormatterFormat, LongFormAppliesRulesDefaultDigitsAndPrefix) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         NumberFormatter formatter;
-        ASSERT_EQ(apply(formatter, c.settings), 0);
-        EXPECT_EQ(formatLong(formatter, c.number), c.expected);
+        // Rows with nothing to set show the formatter as it starts.
+        Settings settings = c.settings;
+        if (!settings.rules.empty() || settings.shortLength != 0 || !settings.prefix.empty() ||
+            !settings.defaultDigits.empty()) {
+            ASSERT_EQ(apply(formatter, settings), 0);
+        }
+        const Formatted formatted = c.length < 0 ? Formatted{0, formatLong(formatter, c.number)}
+                                                 : format(formatter, c.number, c.length);
+        EXPECT_EQ(formatted.text, c.expected);
+        if (c.result != 0) {
+            EXPECT_EQ(formatted.result, c.result);
+        }
     }
-}
-
-TEST(NumberFormatterFormat, WorksBeforeAnyVariableIsSet) {
-    NumberFormatter formatter;
-    EXPECT_EQ(format(formatter, u"1 2", 0).text, u"12");
-    EXPECT_EQ(format(formatter, u"+49 (0) 1", 9).text, u"4901");
 }
 
 TEST(NumberFormatterFormat, RefusesBadArgumentsAndLeavesOutAlone) {
