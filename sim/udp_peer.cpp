@@ -65,6 +65,7 @@ void UdpPeer::run() {
         d.fromAddress = r.fromAddress;
         d.fromPort = r.fromPort;
         d.atMs = platform::monotonicMs();
+        d.atUs = platform::monotonicTicks() / (platform::ticksPerSecond() / 1000000u);
         Responder responder;
         {
             std::lock_guard<std::mutex> lock(mMutex);

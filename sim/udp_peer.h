@@ -23,6 +23,7 @@ struct Datagram {
     std::uint32_t fromAddress = 0;
     std::uint16_t fromPort = 0;
     std::uint64_t atMs = 0;  // monotonic milliseconds at arrival
+    std::uint64_t atUs = 0;  // the same in microseconds
 
     std::string_view text() const { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 };
