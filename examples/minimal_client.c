@@ -1,0 +1,56 @@
+/*
+ * The smallest client of libsoftphone: it starts the trace, formats a dial
+ * string, and, given a call server's address, registers with it and presses
+ * two keys.
+ *
+ *   cc minimal_client.c $(pkg-config --cflags --libs softphone)
+ *   ./a.out [server-address]
+ */
+#include <arpa/inet.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <softphone.h>
+
+static void onDisplayText(int zero1, int zero2, const char* text, int zero3) {
+    (void)zero1, (void)zero2, (void)zero3;
+    printf("display: %s\n", text);
+}
+
+static void onLinkEvent(int code, int zero1, int zero2) {
+    (void)zero1, (void)zero2;
+    printf("link event 0x%X\n", code);
+}
+
+int main(int argc, char** argv) {
+    tracer_startup("minimal_client.log");
+
+    ModuleVariables variables;
+    memset(&variables, 0, sizeof variables);
+    variables.mShortLength = 4;
+    set_module_variable(&variables, -1);
+    const sp_wchar_t number[] = u"+49 30 1234";
+    sp_wchar_t* formatted = NULL;
+    int length = get_formatted_number(number, 11, &formatted);
+    printf("formatted +49 30 1234: %d characters\n", length > 0 ? length - 1 : 0);
+
+    if (argc > 1) {
+        ParameterContainer params;
+        PtapParameters answer;
+        memset(&params, 0, sizeof params);
+        params.mServerAddress = ntohl(inet_addr(argv[1]));
+        params.mLocalAddress = ntohl(inet_addr("127.0.0.1"));
+        params.mCallbacks.onDisplayText = onDisplayText;
+        params.mCallbacks.onLinkEvent = onLinkEvent;
+        int result = initialize(&params, &answer);
+        printf("initialize: %d\n", result);
+        if (result == 0) {
+            put_key(0x0200); /* off hook */
+            put_key(0x0100); /* on hook */
+            sleep(1);
+        }
+        uninitialize();
+    }
+    return 0;
+}
