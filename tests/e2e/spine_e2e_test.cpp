@@ -14,16 +14,49 @@ TEST_F(SoftphoneE2E, ResolvesAllFortyNineExports) {
 }
 
 TEST_F(SoftphoneE2E, ExportsWithoutObjectsGiveTheirResults) {
-    EXPECT_EQ(api().put_key(0x0731), 0);
-    EXPECT_EQ(api().make_call("0123"), 0);
-    EXPECT_EQ(api().send_error(1, 0, 0), 0);
-    char pcm[640] = {};
-    EXPECT_EQ(api().send_voice(640, pcm), 640);
-    EXPECT_EQ(api().recv_voice(nullptr, pcm, nullptr), 0);
-    EXPECT_EQ(api().AudioModuleGetEngineStatus(), -1);
-    EXPECT_EQ(api().ToneModuleGetKeyPadMode(), -1);
-    EXPECT_EQ(api().get_module_variable(nullptr, -1), -1);
-    EXPECT_EQ(api().uninitialize(), 0);
+    const sim::SoftphoneApi& a = api();
+    EXPECT_EQ(a.put_key(0x0731), 0);
+    EXPECT_EQ(a.put_key(0xDEAD), 0);  // nothing is looked at without a CallProcessor
+    EXPECT_EQ(a.make_call("123"), 0);
+    EXPECT_EQ(a.make_call("bad!"), 0);
+    EXPECT_EQ(a.send_error(5, 0, 0), 0);
+    EXPECT_EQ(a.open_voice(), 0);
+    EXPECT_EQ(a.close_voice(), 0);
+    char pcm[700] = {};
+    EXPECT_EQ(a.send_voice(700, pcm), 700);
+    int size = 320, status = 99;
+    EXPECT_EQ(a.recv_voice(&size, pcm, &status), 0);
+    EXPECT_EQ(a.recv_voice(nullptr, pcm, nullptr), 0);
+    EXPECT_EQ(a.AudioModuleShutdown(), 0);
+    EXPECT_EQ(a.AudioModulePlayVoice(pcm, 320), 0);
+    EXPECT_EQ(a.AudioModuleRecordStart(1), 0);
+    EXPECT_EQ(a.AudioModuleRegisterCallback(nullptr), 0);
+    sp_wchar_t** list = nullptr;
+    EXPECT_EQ(a.AudioModuleGetInDevice(&list), -1);
+    EXPECT_EQ(a.AudioModuleGetOutDevice(&list), -1);
+    EXPECT_EQ(a.AudioModuleSetDevice(0, 0, 0), 0);
+    EXPECT_EQ(a.AudioModulePlayFile(u"media/x.wav", 0), 0);
+    EXPECT_EQ(a.AudioModuleStopPlayFile(), 0);
+    EXPECT_EQ(a.AudioModuleGetEngineStatus(), -1);
+    EXPECT_EQ(a.AudioModulePlayTone(u"media/x.wav", 1), 0);
+    EXPECT_EQ(a.AudioModuleStopPlayTone(), 0);
+    int out = 7, file = 8, in = 9;
+    a.AudioModuleGetDeviceID(&out, &file, &in);
+    EXPECT_EQ(out + file + in, 24);  // untouched
+    EXPECT_EQ(a.ToneModulePlayDTMF(1, 0), -1);
+    EXPECT_EQ(a.ToneModuleGetKeyPadMode(), -1);
+    EXPECT_EQ(a.ToneModuleGetProgramMode(), -1);
+    EXPECT_EQ(a.ToneModuleSetKeyPadMode(1), -1);
+    EXPECT_EQ(a.ToneModuleSetProgramMode(1), -1);
+    EXPECT_EQ(a.ToneModulePlayTone(1, 2, 3), -1);
+    EXPECT_EQ(a.ToneModuleSaveCustomTone(1, u"x"), -1);
+    EXPECT_EQ(a.ToneModuleRemoveCustomTone(1), -1);
+    sp_wchar_t* path = nullptr;
+    EXPECT_EQ(a.ToneModuleGetCustomTone(1, &path), -1);
+    EXPECT_EQ(a.ToneModuleSetServiceTonePath(1), -1);
+    EXPECT_EQ(a.ToneModulePlayServiceTone(1), -1);
+    EXPECT_EQ(a.get_module_variable(nullptr, -1), -1);
+    EXPECT_EQ(a.uninitialize(), 0);
 }
 
 TEST_F(SoftphoneE2E, ARefusedStartLeavesNothingAndKeepsTheTraceOpen) {
