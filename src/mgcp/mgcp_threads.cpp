@@ -1,9 +1,9 @@
 // MGCP's two threads: the receive loop on the socket and the 5 ms scan of
 // the retransmission buffer.
+#include "common/tracer.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
 #include "mgcp/retransmit_buffer.h"
-#include "common/tracer.h"
 
 namespace {
 
@@ -32,10 +32,15 @@ void MGCP::pollSocket() {
             platform::sleepMs(kNoSocketPauseMs);
             continue;
         }
-        // Whoever reaches the port counts as the server.
         const platform::ReceiveResult r = mSocket.receive(packet->payload.data(), packet->payload.size());
         if (r.status != platform::ReceiveStatus::Data || r.length < 1) {
             if (r.status == platform::ReceiveStatus::Closed) platform::sleepMs(kNoSocketPauseMs);
+            continue;
+        }
+        // Only the call server speaks for the call server: anything else
+        // could order the terminal about.
+        if (r.fromAddress != mServerAddress.load()) {
+            dropForeign(r.fromAddress);
             continue;
         }
         packet->length = static_cast<std::uint32_t>(r.length);
@@ -48,6 +53,16 @@ void MGCP::pollSocket() {
         // Until the RSIP's answer has come, commands are dropped unanswered.
         freePacket(std::move(packet));
     }
+}
+
+void MGCP::dropForeign(std::uint32_t address) {
+    const std::uint64_t now = mClock.monotonicMs();
+    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
+    mForeignTraced = true;
+    mLastForeignTraceMs = now;
+    Tracer::instance()->trace(kTraceWarning, "[MGCP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
+                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
+                              address & 0xFFu);
 }
 
 void MGCP::acknowledge(const MgcpPacket& response) {
@@ -71,8 +86,12 @@ void MGCP::retransmit() {
     const std::uint32_t id = platform::currentThreadId();
     Tracer::instance()->trace(kTraceDetail, "[MGCP :: Thread] Thread started - ID [%04d]",
                               static_cast<int>(mRetransmitThreadId.load()));
+    // Each round is timed from the moment the last one read the clock, so a
+    // clock that jumps meanwhile is looked at again at once. The first round
+    // looks at once.
+    std::uint64_t next = 0;
     for (;;) {
-        platform::sleepMs(kRetransmitScanMs);
+        mRetransmitWakeup.waitUntil(next);
         // The lock is held through the whole walk, sends included.
         platform::LockGuard buffer(mBufferLock);
         if (instance() == nullptr || mRetransmitThreadId != id || !mBufferTable) {
@@ -80,6 +99,7 @@ void MGCP::retransmit() {
                                       static_cast<int>(id));
             return;
         }
+        next = mClock.monotonicMs() + kRetransmitScanMs;
         mBufferTable->walk(mClock.utcTimeOfDay(),
                            [this](const RetransmitNode& node) { transmit(node.payload, node.length, true); });
     }

@@ -35,11 +35,16 @@ bool MgcpBufferTable::add(const std::array<std::uint8_t, kMgcpPayloadSize>& payl
 int MgcpBufferTable::remove(std::int32_t tid) {
     if (mNodes.empty()) return 1;
     auto it = std::find_if(mNodes.begin(), mNodes.end(), [tid](const RetransmitNode& n) { return n.tid == tid; });
-    if (it == mNodes.end()) return 0;
-    mNodes.erase(it);
+    if (it != mNodes.end()) free(it);
+    return 0;
+}
+
+std::list<RetransmitNode>::iterator MgcpBufferTable::free(std::list<RetransmitNode>::iterator node) {
+    const std::int32_t tid = node->tid;
+    auto next = mNodes.erase(node);
     Tracer::instance()->trace(kTraceDetail, "[MGCP] Free buffer operation - Packet tid = %d deleted. Buffer size = %d",
                               tid, count());
-    return 0;
+    return next;
 }
 
 int MgcpBufferTable::clear() {
@@ -73,8 +78,9 @@ void MgcpBufferTable::walk(const platform::TimeOfDay& now, const Sender& send) {
         } else {
             Tracer::instance()->trace(kTraceDetail, "[MGCP] MAX %d exceeded. Buffer size = %d. Freed buffer tid = %d",
                                       node.sendCount, count(), node.tid);
-            // This very node goes, not merely the first with its number.
-            it = mNodes.erase(it);
+            // Through the free operation like an answered one; this very node
+            // goes, not merely the first with its number.
+            it = free(it);
         }
     }
 }

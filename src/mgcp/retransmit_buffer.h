@@ -6,12 +6,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-
-#include "common/resend_schedule.h"
 #include <functional>
 #include <list>
 #include <span>
 
+#include "common/resend_schedule.h"
 #include "mgcp/mgcp_packet.h"
 #include "platform/clock.h"
 
@@ -31,7 +30,6 @@ struct RetransmitNode {
 // Milliseconds since midnight. The walk's arithmetic works on this, so
 // past midnight a period comes out as a huge unsigned number.
 std::uint32_t msOfDay(const platform::TimeOfDay& t);
-
 
 class MgcpBufferTable {
 public:
@@ -63,5 +61,8 @@ public:
     const std::list<RetransmitNode>& nodes() const { return mNodes; }
 
 private:
+    // Unlinks and frees one node, traced; gives the node after it.
+    std::list<RetransmitNode>::iterator free(std::list<RetransmitNode>::iterator node);
+
     std::list<RetransmitNode> mNodes;
 };

@@ -2,8 +2,8 @@
 // and acts, and the thread that resends what is not acknowledged.
 #include <cstring>
 
-#include "ptap/ptap.h"
 #include "common/tracer.h"
+#include "ptap/ptap.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ int PTAP::sendNew(const std::vector<std::uint8_t>& datagram, int type) {
         platform::LockGuard buffers(mBufferLock);
         listed = mBufferList.add(datagram, mClock.monotonicMs());
     }
-    const int sent = mSocket.sendTo(mServerAddress.load(), kServerPort, datagram.data(), datagram.size());
+    const int sent = mSocket.sendTo(mServerAddress.load(), mServerPort, datagram.data(), datagram.size());
     // A failed send that could be listed is made up by retransmission.
     return sent > 0 || listed ? 0 : 1;
 }
@@ -90,7 +90,7 @@ int PTAP::sendNew(const std::vector<std::uint8_t>& datagram, int type) {
 void PTAP::sendAck(const ptap::TidBytes& tid) {
     const std::vector<std::uint8_t> datagram = ptap::buildAck(tid);
     Tracer::instance()->trace(kTraceStatus, "[PTAP] Implicit acknowledgment sent");
-    mSocket.sendTo(mServerAddress.load(), kServerPort, datagram.data(), datagram.size());
+    mSocket.sendTo(mServerAddress.load(), mServerPort, datagram.data(), datagram.size());
 }
 
 void PTAP::socketThread() {
@@ -105,12 +105,28 @@ void PTAP::socketThread() {
         const platform::ReceiveResult r = mSocket.receive(buffer, sizeof buffer);
         if (r.status == platform::ReceiveStatus::Closed) break;
         if (r.status == platform::ReceiveStatus::Data) {
+            // Only the call server speaks for the call server: anything else
+            // could report the link lost or order a restart.
+            if (r.fromAddress != mServerAddress.load()) {
+                dropForeign(r.fromAddress);
+                continue;
+            }
             handleDatagram(std::span<const std::uint8_t>(buffer, r.length));
         } else if (r.status == platform::ReceiveStatus::Error) {
             platform::sleepMs(1);  // a lasting fault must not spin the thread
         }
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));
+}
+
+void PTAP::dropForeign(std::uint32_t address) {
+    const std::uint64_t now = mClock.monotonicMs();
+    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
+    mForeignTraced = true;
+    mLastForeignTraceMs = now;
+    Tracer::instance()->trace(kTraceWarning, "[PTAP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
+                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
+                              address & 0xFFu);
 }
 
 void PTAP::handleDatagram(std::span<const std::uint8_t> datagram) {
@@ -187,16 +203,22 @@ void PTAP::retransmitThread() {
         return;
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread started - ID [%04d]", static_cast<int>(myId));
+    // Each round is timed from the moment the last one read the clock, so a
+    // clock that jumps meanwhile is looked at again at once. The first round
+    // looks at once.
+    std::uint64_t next = 0;
     for (;;) {
-        platform::sleepMs(kResendScanMs);
+        mRetransmitWakeup.waitUntil(next);
         if (mRetransmitThreadId.load() != myId) break;
+        const std::uint64_t now = mClock.monotonicMs();
+        next = now + kResendScanMs;
         // Held across the resends, so an acknowledgment for a packet being
         // resent waits for the send to finish.
         platform::LockGuard buffers(mBufferLock);
         if (mBufferList.empty()) continue;
-        const ptap::ResendList::ScanResult due = mBufferList.scan(mClock.monotonicMs());
+        const ptap::ResendList::ScanResult due = mBufferList.scan(now);
         for (const ptap::ResendList::Resend& resend : due.resends) {
-            mSocket.sendTo(mServerAddress.load(), kServerPort, resend.datagram.data(), resend.datagram.size());
+            mSocket.sendTo(mServerAddress.load(), mServerPort, resend.datagram.data(), resend.datagram.size());
         }
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));

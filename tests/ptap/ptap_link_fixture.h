@@ -1,5 +1,6 @@
-// A real PTAP on port 9301 against the simulated server on 9300, with a
-// parent and listener that record what reaches them.
+// A real PTAP against the simulated server, both on ports the system
+// chooses, on a clock that moves only when the test moves it; a parent and
+// listener record what reaches them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,12 +8,15 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
 #include "platform/clock.h"
 #include "ptap/ptap.h"
 #include "sim/ptap_server.h"
+#include "sim/virtual_clock.h"
+#include "support_files/trace_capture.h"
 
 namespace ptap_test {
 
@@ -20,8 +24,10 @@ class RecordingParent : public PtapParent, public PtapListener {
 public:
     struct Event {
         std::vector<std::uint8_t> data;  // the first bytes, always inside the padded copy
-        std::uint64_t atMs = 0;
+        std::uint64_t atMs = 0;          // on the test's clock
     };
+
+    explicit RecordingParent(const platform::Clock& clock) : mClock(clock) {}
 
     void onPtapStatus(const int* code) override {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -32,7 +38,7 @@ public:
         // A text with its terminator, or a five-byte item with its padding.
         const std::size_t n = data[0] == 0x20 ? 5 + ptap::kEventPadding : std::strlen(data) + 1;
         std::lock_guard<std::mutex> lock(mMutex);
-        mEvents.push_back({std::vector<std::uint8_t>(data, data + n), platform::monotonicMs()});
+        mEvents.push_back({std::vector<std::uint8_t>(data, data + n), mClock.monotonicMs()});
         return 0;
     }
     std::vector<int> statuses() {
@@ -45,40 +51,47 @@ public:
     }
 
 private:
+    const platform::Clock& mClock;
     std::mutex mMutex;
     std::vector<int> mStatuses;
     std::vector<Event> mEvents;
 };
 
-class PtapEngineTest : public ::testing::Test {
+class PtapLinkTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(server.start()); }
+    void SetUp() override {
+        ASSERT_TRUE(server.start(0));
+        ptap = std::make_unique<PTAP>(clock, 0, server.port());
+    }
     void TearDown() override {
-        ptap.shutdown();
+        ptap.reset();
         server.stop();
     }
 
-    // Starts the engine in `mode` with the parent and listener attached.
+    // Starts the engine in `mode` with the parent and listener attached, and
+    // tells the server where it listens.
     void startEngine(int mode) {
         init.mStartCode = 0x11;
         std::memcpy(init.mConnectionInfo, "abcdefghijkl", 12);
         std::memcpy(init.mHardwareAddress, "\x00\x11\x22\x33\x44\x55", 6);
-        init.mLocalAddress = init.mServerAddress = 0x7F000001;
+        init.mLocalAddress = init.mServerAddress = sim::kLoopbackAddress;
         init.mRegistrationMode = static_cast<std::uint8_t>(mode);
-        ASSERT_EQ(ptap.setNetworkInitData(&init), 0);
-        ptap.setParent(&parent);
-        ASSERT_EQ(ptap.addListener(&parent), 0);
-        ASSERT_EQ(ptap.start(), 0);
+        ASSERT_EQ(ptap->setNetworkInitData(&init), 0);
+        ptap->setParent(&parent);
+        ASSERT_EQ(ptap->addListener(&parent), 0);
+        ASSERT_EQ(ptap->start(), 0);
+        server.setTerminalPort(ptap->localPort());
     }
 
-    int send(int type) { return ptap.transmit(&type, nullptr, nullptr); }
+    int send(int type) { return ptap->transmit(&type, nullptr, nullptr); }
 
-    // Polls a condition that no datagram announces.
+    // Polls a condition that no datagram announces, for at most `timeoutMs`
+    // of real time. Virtual time stands still meanwhile.
     static bool eventually(const std::function<bool()>& done, int timeoutMs = 2000) {
         const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
         while (!done()) {
             if (platform::monotonicMs() > end) return false;
-            platform::sleepMs(2);
+            platform::sleepMs(1);
         }
         return true;
     }
@@ -88,11 +101,8 @@ protected:
             return std::find(s.begin(), s.end(), code) != s.end();
         });
     }
-    bool eventsArrive(std::size_t n, int timeoutMs) {
+    bool eventsArrive(std::size_t n, int timeoutMs = 2000) {
         return eventually([&] { return parent.events().size() >= n; }, timeoutMs);
-    }
-    bool resendsEnd() {
-        return eventually([&] { return ptap.pendingPackets() == 0; });
     }
 
     // START, answered as the server's script says, reports `status`.
@@ -101,10 +111,12 @@ protected:
         ASSERT_TRUE(statusArrives(status));
     }
 
+    sim::VirtualClock clock;
+    TraceCapture trace;
     NetworkInitData init{};
     sim::PtapServer server;
-    RecordingParent parent;
-    PTAP ptap;
+    RecordingParent parent{clock};
+    std::unique_ptr<PTAP> ptap;
 };
 
 }  // namespace ptap_test
