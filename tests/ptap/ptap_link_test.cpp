@@ -24,9 +24,12 @@ TEST_F(PtapLinkTest, StartPausesOnItsClockThenModeZeroRegistersAndServerPacketsA
     EXPECT_EQ(ptap->getResult(), 0);
     EXPECT_TRUE(eventually([&] { return ptap->pendingPackets() == 0; })) << "the answer acknowledged START";
     EXPECT_EQ(server.receivedOfType(PtapServer::kStart).at(0).tid, 1u);
+    PtapParameters* record = nullptr;
     PtapParameters copy{};
+    ASSERT_EQ(ptap->getPtapParameters(&record), 0);
     ASSERT_EQ(ptap->copyPtapParameters(&copy), 0);
-    EXPECT_EQ(copy.mKeepaliveTimeout, 30);
+    EXPECT_EQ(record->mKeepaliveTimeout, 30);
+    EXPECT_EQ(std::memcmp(&copy, record, sizeof copy), 0);
     EXPECT_EQ(ptap->getPtapParameter(0x4000), 0xF0u);
 
     // OP_BEGIN takes the next tid; its answer reports status 2.
