@@ -32,4 +32,13 @@ void VirtualClock::advanceTo(std::uint64_t offsetMs) const {
     }
 }
 
+bool eventually(const std::function<bool()>& done, int timeoutMs) {
+    const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
+    while (!done()) {
+        if (platform::monotonicMs() > end) return false;
+        platform::sleepMs(1);
+    }
+    return true;
+}
+
 }  // namespace sim

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
 #include "platform/clock.h"
 
@@ -31,5 +32,9 @@ public:
 private:
     mutable std::atomic<std::uint64_t> mNowMs{kStartMs};
 };
+
+// Polls a condition that no datagram announces, for at most `timeoutMs` of
+// real time, while virtual time stands still.
+bool eventually(const std::function<bool()>& done, int timeoutMs = 2000);
 
 }  // namespace sim

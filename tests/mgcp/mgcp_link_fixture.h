@@ -7,13 +7,11 @@
 
 #include <atomic>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_parent.h"
-#include "platform/clock.h"
 #include "platform/recursive_lock.h"
 #include "sim/mgcp_server.h"
 #include "sim/virtual_clock.h"
@@ -45,16 +43,7 @@ public:
     std::atomic<int> mEvents{0};
 };
 
-// Polls a condition that no datagram signals, such as the engine's own
-// flags, for at most `timeoutMs` of real time.
-inline bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
-    const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
-    while (!done()) {
-        if (platform::monotonicMs() >= end) return false;
-        platform::sleepMs(1);
-    }
-    return true;
-}
+using sim::eventually;
 
 class MgcpLinkTest : public ::testing::Test {
 protected:
@@ -81,11 +70,11 @@ protected:
     // The RSIP, answered: after it the engine takes commands.
     void registerTerminal() {
         ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
-        ASSERT_TRUE(waitUntil([this] { return mMgcp->isRsipAcknowledged(); }));
+        ASSERT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
     }
 
     bool bufferEmpties() {
-        return waitUntil([this] { return mMgcp->bufferCount() == 0; });
+        return eventually([this] { return mMgcp->bufferCount() == 0; });
     }
 
     // Waits for the datagram at `index` and gives its text.

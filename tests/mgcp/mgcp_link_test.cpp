@@ -29,10 +29,10 @@ TEST_F(MgcpLink, RsipOpensAndKeysGoOutAsNtfyInOneSequenceOfNumbers) {
     ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
     EXPECT_EQ(datagram(1), "NTFY 2 d1@0011223344ff MGCP 1.0\r\nX: 1\r\nK: 1\r\n");
     EXPECT_EQ(datagram(2), "RSIP 3 d1@0011223344ff MGCP 1.0\r\nRM: restart\r\n");
-    EXPECT_TRUE(waitUntil([this] { return mMgcp->isRsipAcknowledged(); }));
+    EXPECT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
     EXPECT_TRUE(bufferEmpties()) << "every answer removed its command";
     // Every message went through the parent's signal lock, and out of it.
-    EXPECT_TRUE(waitUntil([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
+    EXPECT_TRUE(eventually([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
     EXPECT_GE(mParent.mLocks.load(), 3);
 }
 
@@ -72,7 +72,7 @@ TEST_F(MgcpLink, CommandsBeforeTheRsipsAnswerAndFromAnyoneButTheServerAreDropped
     // The answer to the RSIP follows the CRCX on the same path, so once it
     // is seen the CRCX has been handled.
     ASSERT_TRUE(mServer.acknowledge(1));
-    ASSERT_TRUE(waitUntil([this] { return mMgcp->isRsipAcknowledged(); }));
+    ASSERT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
 
     sim::UdpPeer intruder;
     ASSERT_TRUE(intruder.start(0, 0x7F000002));  // 127.0.0.2, a second local address
@@ -124,7 +124,7 @@ TEST_F(MgcpLink, CommandsAreAnsweredByTheTableOfReturnCodesAndTheTerminalEchoesT
     ASSERT_EQ(mMgcp->post(MgcpOperation::kResponse, "500"), 0);
     EXPECT_EQ(datagram(next++), "500 4321\r\n");
     EXPECT_TRUE(bufferEmpties()) << "the DLCX was answered; responses aren't buffered";
-    EXPECT_TRUE(waitUntil([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
+    EXPECT_TRUE(eventually([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
 }
 
 TEST_F(MgcpLink, StartNeedsAParentAndShutdownFreesBufferedCommandsAndRestartBeginsAnew) {

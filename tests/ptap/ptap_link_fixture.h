@@ -7,12 +7,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
 
-#include "platform/clock.h"
 #include "ptap/ptap.h"
 #include "sim/ptap_server.h"
 #include "sim/virtual_clock.h"
@@ -23,10 +21,9 @@ namespace ptap_test {
 class RecordingParent : public PtapParent, public PtapListener {
 public:
     struct Event {
-        std::vector<std::uint8_t> data;  // the first bytes, always inside the padded copy
+        std::vector<std::uint8_t> data;  // a text with its terminator, or a five-byte item with its padding
         std::uint64_t atMs = 0;          // on the test's clock
     };
-
     explicit RecordingParent(const platform::Clock& clock) : mClock(clock) {}
 
     void onPtapStatus(const int* code) override {
@@ -35,7 +32,6 @@ public:
     }
     int onPtapEvent(const CoreEvent* event, const char* data) override {
         EXPECT_EQ(event->code, 0x15);
-        // A text with its terminator, or a five-byte item with its padding.
         const std::size_t n = data[0] == 0x20 ? 5 + ptap::kEventPadding : std::strlen(data) + 1;
         std::lock_guard<std::mutex> lock(mMutex);
         mEvents.push_back({std::vector<std::uint8_t>(data, data + n), mClock.monotonicMs()});
@@ -84,27 +80,15 @@ protected:
     }
 
     int send(int type) { return ptap->transmit(&type, nullptr, nullptr); }
-
-    // Polls a condition that no datagram announces, for at most `timeoutMs`
-    // of real time. Virtual time stands still meanwhile.
-    static bool eventually(const std::function<bool()>& done, int timeoutMs = 2000) {
-        const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
-        while (!done()) {
-            if (platform::monotonicMs() > end) return false;
-            platform::sleepMs(1);
-        }
-        return true;
-    }
     bool statusArrives(int code) {
-        return eventually([&] {
+        return sim::eventually([&] {
             const std::vector<int> s = parent.statuses();
             return std::find(s.begin(), s.end(), code) != s.end();
         });
     }
     bool eventsArrive(std::size_t n, int timeoutMs = 2000) {
-        return eventually([&] { return parent.events().size() >= n; }, timeoutMs);
+        return sim::eventually([&] { return parent.events().size() >= n; }, timeoutMs);
     }
-
     // START, answered as the server's script says, reports `status`.
     void registerWith(int status) {
         ASSERT_EQ(send(0x04), 0);
