@@ -26,8 +26,6 @@ class PTAP : public Module {
 public:
     static constexpr std::uint16_t kLocalPort = 9301;
     static constexpr std::uint16_t kServerPort = 9300;
-    static constexpr unsigned kResendScanMs = 5;
-    static constexpr unsigned kKeepalivePollMs = 10;
     // Lets the threads run before the first packet leaves.
     static constexpr unsigned kStartSettleMs = 500;
     // A sender other than the server is traced at most this often.

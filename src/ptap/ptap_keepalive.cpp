@@ -26,9 +26,9 @@ void PTAP::keepaliveThread() {
             onSilence(poll.runningSeconds);
             break;
         }
-        // Timed from the clock reading of this look, so a clock that jumps
-        // meanwhile is looked at again at once.
-        mKeepaliveWakeup.waitUntil(now + kKeepalivePollMs);
+        // Asleep until the silence can pass the threshold; a keepalive or a
+        // new time-out moves that moment and wakes the watch.
+        mKeepaliveWakeup.waitUntil(mSupervisor.nextPollMs());
     }
     Tracer::instance()->trace(kTraceStatus, "[PTAP :: Thread] Keepalive Thread terminated");
 }

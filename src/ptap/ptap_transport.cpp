@@ -82,6 +82,7 @@ int PTAP::sendNew(const std::vector<std::uint8_t>& datagram, int type) {
         platform::LockGuard buffers(mBufferLock);
         listed = mBufferList.add(datagram, mClock.monotonicMs());
     }
+    if (listed) mRetransmitWakeup.wake();
     const int sent = mSocket.sendTo(mServerAddress.load(), mServerPort, datagram.data(), datagram.size());
     // A failed send that could be listed is made up by retransmission.
     return sent > 0 || listed ? 0 : 1;
@@ -153,6 +154,7 @@ void PTAP::runAction(const ptap::Action& action) {
         case ptap::Action::kStampContact: {
             const std::uint64_t now = mClock.monotonicMs();
             mSupervisor.stampContact(now);
+            mKeepaliveWakeup.wake();  // the deadline moved
             Tracer::instance()->trace(kTraceDetail, "[PTAP] Keepalive request received -- Timestamp = %u\n",
                                       static_cast<unsigned>(now & 0xFFFFFFFFu));
             break;
@@ -174,6 +176,7 @@ void PTAP::runAction(const ptap::Action& action) {
             break;
         case ptap::Action::kSetKeepaliveTimeout:
             mSupervisor.setTimeout(static_cast<std::uint8_t>(action.value), mClock.monotonicMs());
+            mKeepaliveWakeup.wake();
             Tracer::instance()->trace(kTraceDetail, "[PTAP] KeepAlive Timeout data received, Timeout = %u",
                                       static_cast<unsigned>(action.value));
             break;
@@ -203,20 +206,21 @@ void PTAP::retransmitThread() {
         return;
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread started - ID [%04d]", static_cast<int>(myId));
-    // Each round is timed from the moment the last one read the clock, so a
-    // clock that jumps meanwhile is looked at again at once. The first round
-    // looks at once.
-    std::uint64_t next = 0;
     for (;;) {
+        // With nothing listed the thread sleeps until a packet is listed or
+        // the module stops; else until the next resend or drop is due.
+        std::uint64_t next;
+        {
+            platform::LockGuard buffers(mBufferLock);
+            next = mBufferList.empty() ? platform::Wakeup::kNever : mBufferList.nextDueMs();
+        }
         mRetransmitWakeup.waitUntil(next);
         if (mRetransmitThreadId.load() != myId) break;
-        const std::uint64_t now = mClock.monotonicMs();
-        next = now + kResendScanMs;
         // Held across the resends, so an acknowledgment for a packet being
         // resent waits for the send to finish.
         platform::LockGuard buffers(mBufferLock);
         if (mBufferList.empty()) continue;
-        const ptap::ResendList::ScanResult due = mBufferList.scan(now);
+        const ptap::ResendList::ScanResult due = mBufferList.scan(mClock.monotonicMs());
         for (const ptap::ResendList::Resend& resend : due.resends) {
             mSocket.sendTo(mServerAddress.load(), mServerPort, resend.datagram.data(), resend.datagram.size());
         }

@@ -32,8 +32,10 @@ TEST(PtapResendList, ResendsTheFirstBytesSixteenTimesAndDropsAtTwentyPointFiveSe
     ASSERT_TRUE(list.add(original, t0));
     std::vector<std::uint64_t> times;
     std::uint64_t droppedAt = 0;
-    for (std::uint64_t now = t0; now <= t0 + 25000; now += 5) {
+    for (std::uint64_t now = t0; now <= t0 + 25000 && !list.empty(); now += 5) {
+        const std::uint64_t due = list.nextDueMs();
         const ptap::ResendList::ScanResult r = list.scan(now);
+        EXPECT_EQ(due == now, !r.resends.empty() || r.dropped) << "the sleep ends when the scan has work, " << now;
         for (const ptap::ResendList::Resend& resend : r.resends) {
             times.push_back(now - t0);
             EXPECT_EQ(resend.datagram, original);

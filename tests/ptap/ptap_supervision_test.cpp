@@ -20,8 +20,10 @@ TEST(PtapSupervision, TimesOutWhenWholeSecondsOfSilencePassTheThreshold) {
         for (std::uint64_t now = c.contactMs; now <= 120000 && timedOutAt == 0; now += 10) {
             if (c.keepaliveEveryMs != 0 && now % c.keepaliveEveryMs == 0) s.stampContact(now);
             if (c.laterAtMs != 0 && now == c.laterAtMs) s.setTimeout(c.laterThreshold, now);
+            const std::uint64_t due = s.nextPollMs();
             const ptap::KeepaliveSupervisor::Poll p = s.poll(now);
             if (!p.timedOut) continue;
+            EXPECT_EQ(due, now) << "the watch sleeps until the time-out";
             timedOutAt = now;
             EXPECT_EQ(p.runningSeconds, s.threshold() + 1u);
         }
