@@ -86,7 +86,9 @@ void MGCP::createBufferTable() {
     if (!mBufferTable) {
         Tracer::instance()->trace(kTraceCritical,
                                   "[MGCP :: CRITICAL ERROR] Object creation failed - MGCP buffer table");
+        return;
     }
+    mBufferTable->setOnAdd([this] { mRetransmitWakeup.wake(); });
 }
 
 void MGCP::resetSession() {

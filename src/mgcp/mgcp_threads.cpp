@@ -1,5 +1,5 @@
-// MGCP's two threads: the receive loop on the socket and the 5 ms scan of
-// the retransmission buffer.
+// MGCP's two threads: the receive loop on the socket and the walk of the
+// retransmission buffer whenever something in it is due.
 #include "common/tracer.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr unsigned kRetransmitScanMs = 5;
 // Without a socket every receive fails at once; this keeps such a loop
 // from taking a whole core until shutdown.
 constexpr unsigned kNoSocketPauseMs = 5;
@@ -86,11 +85,16 @@ void MGCP::retransmit() {
     const std::uint32_t id = platform::currentThreadId();
     Tracer::instance()->trace(kTraceDetail, "[MGCP :: Thread] Thread started - ID [%04d]",
                               static_cast<int>(mRetransmitThreadId.load()));
-    // Each round is timed from the moment the last one read the clock, so a
-    // clock that jumps meanwhile is looked at again at once. The first round
-    // looks at once.
-    std::uint64_t next = 0;
     for (;;) {
+        // With nothing buffered the thread sleeps until a command is added
+        // or the module stops; else until the next resend or drop is due.
+        std::uint64_t next = platform::Wakeup::kNever;
+        {
+            platform::LockGuard buffer(mBufferLock);
+            if (mBufferTable && mBufferTable->count() != 0) {
+                next = mClock.monotonicMs() + mBufferTable->msUntilNextDue(mClock.utcTimeOfDay());
+            }
+        }
         mRetransmitWakeup.waitUntil(next);
         // The lock is held through the whole walk, sends included.
         platform::LockGuard buffer(mBufferLock);
@@ -99,7 +103,6 @@ void MGCP::retransmit() {
                                       static_cast<int>(id));
             return;
         }
-        next = mClock.monotonicMs() + kRetransmitScanMs;
         mBufferTable->walk(mClock.utcTimeOfDay(),
                            [this](const RetransmitNode& node) { transmit(node.payload, node.length, true); });
     }

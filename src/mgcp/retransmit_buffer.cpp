@@ -29,6 +29,7 @@ bool MgcpBufferTable::add(const std::array<std::uint8_t, kMgcpPayloadSize>& payl
     } else {
         Tracer::instance()->trace(kTraceStatus, "[MGCP] Added node to END of retransmission buffer");
     }
+    if (mOnAdd) mOnAdd();
     return true;
 }
 
@@ -83,4 +84,16 @@ void MgcpBufferTable::walk(const platform::TimeOfDay& now, const Sender& send) {
             it = free(it);
         }
     }
+}
+
+std::uint32_t MgcpBufferTable::msUntilNextDue(const platform::TimeOfDay& now) const {
+    const std::uint32_t nowMs = msOfDay(now);
+    std::uint32_t next = UINT32_MAX;
+    for (const RetransmitNode& node : mNodes) {
+        // The walk's own arithmetic, so that the two agree past midnight.
+        const std::uint32_t period = nowMs - msOfDay(node.created) - static_cast<std::uint32_t>(node.elapsed);
+        const std::uint32_t wait = resendWaitMs(node.sendCount);
+        next = std::min(next, period >= wait ? 0u : wait - period);
+    }
+    return next;
 }

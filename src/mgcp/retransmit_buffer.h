@@ -58,6 +58,15 @@ public:
     // and drops the ones sent 16 times.
     void walk(const platform::TimeOfDay& now, const Sender& send);
 
+    // Milliseconds from `now` until a walk would send or drop something: 0
+    // for what is due already (as past midnight). Only for a buffer that
+    // isn't empty.
+    std::uint32_t msUntilNextDue(const platform::TimeOfDay& now) const;
+
+    // Called after each node added, so that whoever walks the buffer can
+    // wake for it.
+    void setOnAdd(std::function<void()> onAdd) { mOnAdd = std::move(onAdd); }
+
     const std::list<RetransmitNode>& nodes() const { return mNodes; }
 
 private:
@@ -65,4 +74,5 @@ private:
     std::list<RetransmitNode>::iterator free(std::list<RetransmitNode>::iterator node);
 
     std::list<RetransmitNode> mNodes;
+    std::function<void()> mOnAdd;
 };

@@ -56,7 +56,7 @@ TEST_F(MgcpLink, UnansweredNtfyGoesOutSixteenTimesByTheClockAndIsFreedAtNineteen
     }
     mClock.advanceTo(t0 + 19499);
     EXPECT_EQ(mMgcp->bufferCount(), 1);
-    mClock.advanceTo(t0 + 19505);  // within one 5 ms scan
+    mClock.advanceTo(t0 + 19500);
     ASSERT_TRUE(bufferEmpties());
     EXPECT_TRUE(mTrace.contains("[MGCP] MAX 15 exceeded. Buffer size = 1. Freed buffer tid = 2"));
     EXPECT_TRUE(mTrace.contains("[MGCP] Free buffer operation - Packet tid = 2 deleted. Buffer size = 0"));

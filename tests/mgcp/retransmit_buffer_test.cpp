@@ -49,12 +49,17 @@ TEST(RetransmitWalk, UnansweredCommandIsResentByteForByteFifteenTimesThenDropped
     std::vector<std::uint32_t> sentAt;
     std::uint32_t t = 0;
     for (; t <= 21000 && table.count() != 0; t += 5) {
+        const std::uint32_t left = table.msUntilNextDue(at(kTen + t));
+        const int before = table.count();
+        const std::size_t sends = sentAt.size();
         table.walk(at(kTen + t), [&](const RetransmitNode& n) {
             sentAt.push_back(t);
             EXPECT_EQ(n.isResend, 1);
             EXPECT_EQ(std::vector<std::uint8_t>(n.bytes().begin(), n.bytes().end()), first);
         });
         for (const RetransmitNode& n : table.nodes()) EXPECT_EQ(n.isResend, 0) << "only while sent";
+        const bool acted = sentAt.size() != sends || table.count() != before;
+        EXPECT_EQ(left == 0, acted) << "the sleep ends when the walk has work, at " << t;
     }
     const std::vector<std::uint32_t> expected = {500,   1500,  3500,  7500,  8500,  9500,  10500, 11500,
                                                  12500, 13500, 14500, 15500, 16500, 17500, 18500};
@@ -83,7 +88,10 @@ TEST(RetransmitWalk, OddClocksSendEachNodeOnceAtMost) {
         SCOPED_TRACE(c.name);
         MgcpBufferTable table;
         for (const auto& [tid, created] : c.nodes) addNtfy(table, tid, created);
-        for (const auto& [time, sent] : c.passes) EXPECT_EQ(walk(table, time), sent) << time;
+        for (const auto& [time, sent] : c.passes) {
+            EXPECT_EQ(table.msUntilNextDue(at(time)) == 0, *sent != 0) << time;
+            EXPECT_EQ(walk(table, time), sent) << time;
+        }
     }
 }
 
