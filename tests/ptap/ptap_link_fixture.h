@@ -1,6 +1,6 @@
 // A real PTAP against the simulated server, both on ports the system
-// chooses, on a clock that moves only when the test moves it; a parent and
-// listener record what reaches them.
+// chooses, on a clock that moves only when the test moves it. The fixture is
+// the engine's parent and listener, and records what reaches it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,13 +18,21 @@
 
 namespace ptap_test {
 
-class RecordingParent : public PtapParent, public PtapListener {
-public:
+class PtapLinkTest : public ::testing::Test, public PtapParent, public PtapListener {
+protected:
     struct Event {
         std::vector<std::uint8_t> data;  // a text with its terminator, or a five-byte item with its padding
         std::uint64_t atMs = 0;          // on the test's clock
     };
-    explicit RecordingParent(const platform::Clock& clock) : mClock(clock) {}
+
+    void SetUp() override {
+        ASSERT_TRUE(server.start(0));
+        ptap = std::make_unique<PTAP>(clock, 0, server.port());
+    }
+    void TearDown() override {
+        ptap.reset();
+        server.stop();
+    }
 
     void onPtapStatus(const int* code) override {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -34,7 +42,7 @@ public:
         EXPECT_EQ(event->code, 0x15);
         const std::size_t n = data[0] == 0x20 ? 5 + ptap::kEventPadding : std::strlen(data) + 1;
         std::lock_guard<std::mutex> lock(mMutex);
-        mEvents.push_back({std::vector<std::uint8_t>(data, data + n), mClock.monotonicMs()});
+        mEvents.push_back({std::vector<std::uint8_t>(data, data + n), clock.monotonicMs()});
         return 0;
     }
     std::vector<int> statuses() {
@@ -46,26 +54,8 @@ public:
         return mEvents;
     }
 
-private:
-    const platform::Clock& mClock;
-    std::mutex mMutex;
-    std::vector<int> mStatuses;
-    std::vector<Event> mEvents;
-};
-
-class PtapLinkTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(server.start(0));
-        ptap = std::make_unique<PTAP>(clock, 0, server.port());
-    }
-    void TearDown() override {
-        ptap.reset();
-        server.stop();
-    }
-
-    // Starts the engine in `mode` with the parent and listener attached, and
-    // tells the server where it listens.
+    // Starts the engine in `mode` with the fixture as parent and listener,
+    // and tells the server where it listens.
     void startEngine(int mode) {
         init.mStartCode = 0x11;
         std::memcpy(init.mConnectionInfo, "abcdefghijkl", 12);
@@ -73,8 +63,8 @@ protected:
         init.mLocalAddress = init.mServerAddress = sim::kLoopbackAddress;
         init.mRegistrationMode = static_cast<std::uint8_t>(mode);
         ASSERT_EQ(ptap->setNetworkInitData(&init), 0);
-        ptap->setParent(&parent);
-        ASSERT_EQ(ptap->addListener(&parent), 0);
+        ptap->setParent(this);
+        ASSERT_EQ(ptap->addListener(this), 0);
         ASSERT_EQ(ptap->start(), 0);
         server.setTerminalPort(ptap->localPort());
     }
@@ -82,12 +72,12 @@ protected:
     int send(int type) { return ptap->transmit(&type, nullptr, nullptr); }
     bool statusArrives(int code) {
         return sim::eventually([&] {
-            const std::vector<int> s = parent.statuses();
+            const std::vector<int> s = statuses();
             return std::find(s.begin(), s.end(), code) != s.end();
         });
     }
     bool eventsArrive(std::size_t n, int timeoutMs = 2000) {
-        return sim::eventually([&] { return parent.events().size() >= n; }, timeoutMs);
+        return sim::eventually([&] { return events().size() >= n; }, timeoutMs);
     }
     // START, answered as the server's script says, reports `status`.
     void registerWith(int status) {
@@ -99,8 +89,12 @@ protected:
     TraceCapture trace;
     NetworkInitData init{};
     sim::PtapServer server;
-    RecordingParent parent{clock};
     std::unique_ptr<PTAP> ptap;
+
+private:
+    std::mutex mMutex;
+    std::vector<int> mStatuses;
+    std::vector<Event> mEvents;
 };
 
 }  // namespace ptap_test
