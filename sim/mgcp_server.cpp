@@ -33,11 +33,11 @@ void MgcpServer::setAnswerCode(std::string code) {
 
 bool MgcpServer::acknowledge(std::uint32_t tid, std::string_view code) {
     const std::string answer = mgcpAnswer(code, tid);
-    return mPeer.sendTo(kLoopbackAddress, kMgcpTerminalPort, answer);
+    return mPeer.sendTo(kLoopbackAddress, mTerminalPort.load(), answer);
 }
 
 bool MgcpServer::sendCommand(std::string_view text) {
-    return mPeer.sendTo(kLoopbackAddress, kMgcpTerminalPort, text);
+    return mPeer.sendTo(kLoopbackAddress, mTerminalPort.load(), text);
 }
 
 void MgcpServer::clear() {

@@ -4,6 +4,7 @@
 // with its arrival time, and sends the server's commands to port 2427.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -33,8 +34,12 @@ public:
     MgcpServer(const MgcpServer&) = delete;
     MgcpServer& operator=(const MgcpServer&) = delete;
 
+    // Port 0 lets the system choose; port() tells which.
     bool start(std::uint16_t port = kMgcpServerPort);
     void stop();
+    std::uint16_t port() const { return mPeer.port(); }
+    // Where commands and late answers go; 2427 unless set.
+    void setTerminalPort(std::uint16_t port) { mTerminalPort = port; }
 
     // `copy` counts for OnCopy only: 1 is the first transmission.
     void setAnswer(MgcpAnswer mode, int copy = 1);
@@ -66,6 +71,7 @@ private:
     std::string mCode = "200";
     std::map<std::string, int> mCopiesSeen;  // by the whole text
     std::size_t mAnswersSent = 0;
+    std::atomic<std::uint16_t> mTerminalPort{kMgcpTerminalPort};
 };
 
 // Reading the texts, independent of the terminal's own code.

@@ -107,6 +107,11 @@ void PtapServer::staySilent(bool silent) {
     mSilent = silent;
 }
 
+void PtapServer::setTerminalPort(std::uint16_t port) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mTerminalPort = port;
+}
+
 void PtapServer::dropAnswers(int count) {
     std::lock_guard<std::mutex> lock(mMutex);
     mDropCount = count;

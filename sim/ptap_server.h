@@ -47,8 +47,12 @@ public:
     PtapServer(const PtapServer&) = delete;
     PtapServer& operator=(const PtapServer&) = delete;
 
+    // Port 0 lets the system choose; port() tells which.
     bool start(std::uint16_t port = kPort);
     void stop();
+    std::uint16_t port() const { return mPeer.port(); }
+    // Where packets go until the terminal has spoken.
+    void setTerminalPort(std::uint16_t port);
 
     // ---- How START is answered. The answer rides in the acknowledgment
     // (type 0), followed by the parameter items. Default: accept, mode 0.

@@ -4,16 +4,13 @@
 #include <cstdio>
 #include <new>
 
+#include "common/tracer.h"
 #include "mgcp/local_description.h"
 #include "mgcp/retransmit_buffer.h"
-#include "common/tracer.h"
 
 namespace {
 
 std::atomic<MGCP*> gMgcpInstance{nullptr};
-
-// Lets the new threads come up before the first message is sent.
-constexpr unsigned kStartSettleMs = 500;
 
 void makeEndpointName(MediaSession& session, const std::uint8_t (&mac)[6]) {
     std::snprintf(session.mEndpointName, sizeof session.mEndpointName, "d1@%02x%02x%02x%02x%02x%02x", mac[0], mac[1],
@@ -22,7 +19,8 @@ void makeEndpointName(MediaSession& session, const std::uint8_t (&mac)[6]) {
 
 }  // namespace
 
-MGCP::MGCP(const platform::Clock& clock) : mClock(clock) {
+MGCP::MGCP(const platform::Clock& clock, std::uint16_t localPort, std::uint16_t serverPort)
+    : mClock(clock), mLocalPort(localPort), mServerPort(serverPort) {
     gMgcpInstance = this;
     Tracer::instance()->trace(kTraceStatus, "[MGCP] Module created");
 }
@@ -61,30 +59,41 @@ int MGCP::start() {
     if (mSocketThread || mRetransmitThread) shutdown();
 
     mLock.lock();
-    {
-        platform::LockGuard buffer(mBufferLock);
-        if (!mBufferTable) mBufferTable.reset(new (std::nothrow) MgcpBufferTable());
-        if (!mBufferTable) {
-            Tracer::instance()->trace(kTraceCritical,
-                                      "[MGCP :: CRITICAL ERROR] Object creation failed - MGCP buffer table");
-        }
-    }
+    createBufferTable();
     mRsipAcknowledged = false;
     mRsipTid = 0;
     Tracer::instance()->trace(kTraceStatus, "[MGCP] Module starting");
     if (mParent == nullptr) {
         Tracer::instance()->trace(kTraceCritical,
                                   "[MGCP :: CRITICAL ERROR] Startup failed - CallProcessor not registered");
-        mLock.unlock();
-        shutdown();
-        return 1;
+        return failStart();
     }
-
     mSocketThreadId = 0;
     mRetransmitThreadId = 0;
+    resetSession();
+    openSocket();
+    if (!startThread(mSocketThread, mSocketThreadId, &MGCP::pollSocket)) return failStart();
+    if (!startThread(mRetransmitThread, mRetransmitThreadId, &MGCP::retransmit)) return failStart();
+    mClock.sleepMs(kStartSettleMs);
+    mLock.unlock();
+    return 0;
+}
+
+void MGCP::createBufferTable() {
+    platform::LockGuard buffer(mBufferLock);
+    if (!mBufferTable) mBufferTable.reset(new (std::nothrow) MgcpBufferTable());
+    // Start goes on without it; nothing is then retransmitted.
+    if (!mBufferTable) {
+        Tracer::instance()->trace(kTraceCritical,
+                                  "[MGCP :: CRITICAL ERROR] Object creation failed - MGCP buffer table");
+        return;
+    }
+    mBufferTable->setOnAdd([this] { mRetransmitWakeup.wake(); });
+}
+
+void MGCP::resetSession() {
     mSession = MediaSession{};
     mSessionRef = &mSession;
-
     if (mInitData != nullptr) {
         mSession.mLocalAddress = mInitData->mLocalAddress;
         mSession.mServerAddress = mInitData->mServerAddress;
@@ -94,44 +103,38 @@ int MGCP::start() {
                                   "[MGCP :: CRITICAL ERROR] Object unavailable - MGCP initialization data");
     }
     mSession.mServerEndpoint.address = mSession.mServerAddress;
+    mServerAddress = mSession.mServerAddress;
     setLocalAddressLines(mSession, mSession.mLocalAddress);
     mSession.mNextTid = 1;
     mSession.mLastTid = 1;
     mSession.mRequestId = 1;
     mSession.mToneSignal = false;
+}
 
-    // Without a socket start goes on: the RSIP then simply goes unanswered.
-    if (mSocket.open(kLocalPort)) {
-        mSession.mSocket = &mSocket;
-        mSession.mLocalEndpoint = {0, kLocalPort};
-        mSession.mServerEndpoint.port = kServerPort;
-    } else {
-        Tracer::instance()->trace(kTraceWarning, "[MGCP :: Warning] Socket unavailable - port %d", kLocalPort);
-    }
+void MGCP::openSocket() {
+    // Without a socket start goes on, silently: the RSIP that follows then
+    // fails or goes unanswered, and that is reported.
+    if (!mSocket.open(mLocalPort)) return;
+    mSession.mSocket = &mSocket;
+    mSession.mLocalEndpoint = {0, mSocket.localPort()};
+    mSession.mServerEndpoint.port = mServerPort;
+}
 
-    std::unique_ptr<platform::Thread> socketThread(new (std::nothrow) platform::Thread());
-    if (!socketThread || !socketThread->createSuspended([this] { pollSocket(); })) {
-        mLock.unlock();
-        shutdown();
-        return 1;
-    }
-    mSocketThreadId = socketThread->id();
-    mSocketThread = std::move(socketThread);
-    mSocketThread->resume();
+bool MGCP::startThread(std::unique_ptr<platform::Thread>& thread, std::atomic<std::uint32_t>& id,
+                       void (MGCP::*body)()) {
+    std::unique_ptr<platform::Thread> created(new (std::nothrow) platform::Thread());
+    if (!created || !created->createSuspended([this, body] { (this->*body)(); })) return false;
+    // The id is stored before the thread runs, so its first look sees it.
+    id = created->id();
+    thread = std::move(created);
+    thread->resume();
+    return true;
+}
 
-    std::unique_ptr<platform::Thread> retransmitThread(new (std::nothrow) platform::Thread());
-    if (!retransmitThread || !retransmitThread->createSuspended([this] { retransmit(); })) {
-        mLock.unlock();
-        shutdown();
-        return 1;
-    }
-    mRetransmitThreadId = retransmitThread->id();
-    mRetransmitThread = std::move(retransmitThread);
-    mRetransmitThread->resume();
-
-    platform::sleepMs(kStartSettleMs);
+int MGCP::failStart() {
     mLock.unlock();
-    return 0;
+    shutdown();
+    return 1;
 }
 
 int MGCP::shutdown() {
@@ -142,6 +145,7 @@ int MGCP::shutdown() {
         // A zero id tells each thread to end at its next look.
         mSocketThreadId = 0;
         mRetransmitThreadId = 0;
+        mRetransmitWakeup.wake();
         if (mSocketThread && !mSocketThread->isCurrent()) socketThread = std::move(mSocketThread);
         if (mRetransmitThread && !mRetransmitThread->isCurrent()) retransmitThread = std::move(mRetransmitThread);
         // Wakes the blocked receive.

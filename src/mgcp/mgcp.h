@@ -1,7 +1,8 @@
 // The terminal's MGCP endpoint: one UDP socket on port 2427, a thread that
-// receives the server's commands, a thread that retransmits the terminal's
-// own commands until they are answered, and the per-line session record.
-// What a command means for the call is the CallProcessor's business.
+// receives the server's commands (from the server's address only), a thread
+// that retransmits the terminal's own commands until they are answered, and
+// the per-line session record. What a command means for the call is the
+// CallProcessor's business.
 #pragma once
 
 #include <array>
@@ -9,16 +10,17 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/network_init_data.h"
-#include "mgcp/mgcp_parent.h"
 #include "common/module.h"
+#include "common/network_init_data.h"
 #include "mgcp/media_session.h"
 #include "mgcp/mgcp_operation.h"
 #include "mgcp/mgcp_packet.h"
+#include "mgcp/mgcp_parent.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
 #include "platform/udp_socket.h"
+#include "platform/wakeup.h"
 
 class MgcpBufferTable;
 
@@ -26,10 +28,16 @@ class MGCP : public Module {
 public:
     static constexpr std::uint16_t kLocalPort = 2427;
     static constexpr std::uint16_t kServerPort = 2727;
+    // Lets the new threads come up before the first message is sent.
+    static constexpr unsigned kStartSettleMs = 500;
+    // A sender other than the server is traced at most this often.
+    static constexpr std::uint64_t kForeignTraceIntervalMs = 1000;
 
-    // `clock` gives the time of day the retransmission walk measures by; it
-    // must outlive the object.
-    explicit MGCP(const platform::Clock& clock = platform::systemClock());
+    // `clock` gives the time of day the retransmission walk measures by and
+    // the pauses; it must outlive the object. Port 0 for `localPort` lets
+    // the system choose.
+    explicit MGCP(const platform::Clock& clock = platform::systemClock(), std::uint16_t localPort = kLocalPort,
+                  std::uint16_t serverPort = kServerPort);
     ~MGCP() override;
     MGCP(const MGCP&) = delete;
     MGCP& operator=(const MGCP&) = delete;
@@ -72,9 +80,19 @@ public:
     MediaSession* session() const { return mSessionRef; }
     // Commands waiting for their answer.
     int bufferCount();
+    // The port the socket is bound to; 0 when none is open.
+    std::uint16_t localPort() const { return mSocket.localPort(); }
 
 private:
+    // The stages of start.
+    void createBufferTable();
+    void resetSession();
+    void openSocket();
+    bool startThread(std::unique_ptr<platform::Thread>& thread, std::atomic<std::uint32_t>& id, void (MGCP::*body)());
+    int failStart();
+
     void pollSocket();
+    void dropForeign(std::uint32_t address);
     void retransmit();
     void acknowledge(const MgcpPacket& response);
     int transmit(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, std::uint32_t length, bool isResend);
@@ -100,4 +118,11 @@ private:
     std::atomic<std::uint32_t> mRsipTid{0};
     platform::UdpSocket mSocket;
     const platform::Clock& mClock;
+    const std::uint16_t mLocalPort;
+    const std::uint16_t mServerPort;
+    platform::Wakeup mRetransmitWakeup{mClock};
+    // The server's address as the socket thread compares senders with it.
+    std::atomic<std::uint32_t> mServerAddress{0};
+    std::uint64_t mLastForeignTraceMs = 0;  // socket thread only
+    bool mForeignTraced = false;
 };

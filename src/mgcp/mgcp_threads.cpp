@@ -1,13 +1,12 @@
-// MGCP's two threads: the receive loop on the socket and the 5 ms scan of
-// the retransmission buffer.
+// MGCP's two threads: the receive loop on the socket and the walk of the
+// retransmission buffer whenever something in it is due.
+#include "common/tracer.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
 #include "mgcp/retransmit_buffer.h"
-#include "common/tracer.h"
 
 namespace {
 
-constexpr unsigned kRetransmitScanMs = 5;
 // Without a socket every receive fails at once; this keeps such a loop
 // from taking a whole core until shutdown.
 constexpr unsigned kNoSocketPauseMs = 5;
@@ -32,10 +31,15 @@ void MGCP::pollSocket() {
             platform::sleepMs(kNoSocketPauseMs);
             continue;
         }
-        // Whoever reaches the port counts as the server.
         const platform::ReceiveResult r = mSocket.receive(packet->payload.data(), packet->payload.size());
         if (r.status != platform::ReceiveStatus::Data || r.length < 1) {
             if (r.status == platform::ReceiveStatus::Closed) platform::sleepMs(kNoSocketPauseMs);
+            continue;
+        }
+        // Only the call server speaks for the call server: anything else
+        // could order the terminal about.
+        if (r.fromAddress != mServerAddress.load()) {
+            dropForeign(r.fromAddress);
             continue;
         }
         packet->length = static_cast<std::uint32_t>(r.length);
@@ -48,6 +52,16 @@ void MGCP::pollSocket() {
         // Until the RSIP's answer has come, commands are dropped unanswered.
         freePacket(std::move(packet));
     }
+}
+
+void MGCP::dropForeign(std::uint32_t address) {
+    const std::uint64_t now = mClock.monotonicMs();
+    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
+    mForeignTraced = true;
+    mLastForeignTraceMs = now;
+    Tracer::instance()->trace(kTraceWarning, "[MGCP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
+                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
+                              address & 0xFFu);
 }
 
 void MGCP::acknowledge(const MgcpPacket& response) {
@@ -72,7 +86,16 @@ void MGCP::retransmit() {
     Tracer::instance()->trace(kTraceDetail, "[MGCP :: Thread] Thread started - ID [%04d]",
                               static_cast<int>(mRetransmitThreadId.load()));
     for (;;) {
-        platform::sleepMs(kRetransmitScanMs);
+        // With nothing buffered the thread sleeps until a command is added
+        // or the module stops; else until the next resend or drop is due.
+        std::uint64_t next = platform::Wakeup::kNever;
+        {
+            platform::LockGuard buffer(mBufferLock);
+            if (mBufferTable && mBufferTable->count() != 0) {
+                next = mClock.monotonicMs() + mBufferTable->msUntilNextDue(mClock.utcTimeOfDay());
+            }
+        }
+        mRetransmitWakeup.waitUntil(next);
         // The lock is held through the whole walk, sends included.
         platform::LockGuard buffer(mBufferLock);
         if (instance() == nullptr || mRetransmitThreadId != id || !mBufferTable) {

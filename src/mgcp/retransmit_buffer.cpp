@@ -29,17 +29,23 @@ bool MgcpBufferTable::add(const std::array<std::uint8_t, kMgcpPayloadSize>& payl
     } else {
         Tracer::instance()->trace(kTraceStatus, "[MGCP] Added node to END of retransmission buffer");
     }
+    if (mOnAdd) mOnAdd();
     return true;
 }
 
 int MgcpBufferTable::remove(std::int32_t tid) {
     if (mNodes.empty()) return 1;
     auto it = std::find_if(mNodes.begin(), mNodes.end(), [tid](const RetransmitNode& n) { return n.tid == tid; });
-    if (it == mNodes.end()) return 0;
-    mNodes.erase(it);
+    if (it != mNodes.end()) free(it);
+    return 0;
+}
+
+std::list<RetransmitNode>::iterator MgcpBufferTable::free(std::list<RetransmitNode>::iterator node) {
+    const std::int32_t tid = node->tid;
+    auto next = mNodes.erase(node);
     Tracer::instance()->trace(kTraceDetail, "[MGCP] Free buffer operation - Packet tid = %d deleted. Buffer size = %d",
                               tid, count());
-    return 0;
+    return next;
 }
 
 int MgcpBufferTable::clear() {
@@ -73,8 +79,21 @@ void MgcpBufferTable::walk(const platform::TimeOfDay& now, const Sender& send) {
         } else {
             Tracer::instance()->trace(kTraceDetail, "[MGCP] MAX %d exceeded. Buffer size = %d. Freed buffer tid = %d",
                                       node.sendCount, count(), node.tid);
-            // This very node goes, not merely the first with its number.
-            it = mNodes.erase(it);
+            // Through the free operation like an answered one; this very node
+            // goes, not merely the first with its number.
+            it = free(it);
         }
     }
+}
+
+std::uint32_t MgcpBufferTable::msUntilNextDue(const platform::TimeOfDay& now) const {
+    const std::uint32_t nowMs = msOfDay(now);
+    std::uint32_t next = UINT32_MAX;
+    for (const RetransmitNode& node : mNodes) {
+        // The walk's own arithmetic, so that the two agree past midnight.
+        const std::uint32_t period = nowMs - msOfDay(node.created) - static_cast<std::uint32_t>(node.elapsed);
+        const std::uint32_t wait = resendWaitMs(node.sendCount);
+        next = std::min(next, period >= wait ? 0u : wait - period);
+    }
+    return next;
 }

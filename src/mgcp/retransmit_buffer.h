@@ -6,12 +6,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-
-#include "common/resend_schedule.h"
 #include <functional>
 #include <list>
 #include <span>
 
+#include "common/resend_schedule.h"
 #include "mgcp/mgcp_packet.h"
 #include "platform/clock.h"
 
@@ -31,7 +30,6 @@ struct RetransmitNode {
 // Milliseconds since midnight. The walk's arithmetic works on this, so
 // past midnight a period comes out as a huge unsigned number.
 std::uint32_t msOfDay(const platform::TimeOfDay& t);
-
 
 class MgcpBufferTable {
 public:
@@ -60,8 +58,21 @@ public:
     // and drops the ones sent 16 times.
     void walk(const platform::TimeOfDay& now, const Sender& send);
 
+    // Milliseconds from `now` until a walk would send or drop something: 0
+    // for what is due already (as past midnight). Only for a buffer that
+    // isn't empty.
+    std::uint32_t msUntilNextDue(const platform::TimeOfDay& now) const;
+
+    // Called after each node added, so that whoever walks the buffer can
+    // wake for it.
+    void setOnAdd(std::function<void()> onAdd) { mOnAdd = std::move(onAdd); }
+
     const std::list<RetransmitNode>& nodes() const { return mNodes; }
 
 private:
+    // Unlinks and frees one node, traced; gives the node after it.
+    std::list<RetransmitNode>::iterator free(std::list<RetransmitNode>::iterator node);
+
     std::list<RetransmitNode> mNodes;
+    std::function<void()> mOnAdd;
 };

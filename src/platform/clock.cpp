@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <chrono>
 
 namespace platform {
 
@@ -60,6 +61,20 @@ void sleepMs(unsigned milliseconds) {
     timespec ts{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
     while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {
     }
+}
+
+void Clock::waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
+                      std::uint64_t deadlineMs) const {
+    const std::uint64_t now = monotonicMs();
+    if (now >= deadlineMs) return;
+    const std::uint64_t left = deadlineMs - now;
+    // A day at most per wait: "never" must not overflow the system's clock.
+    constexpr std::uint64_t kLongestWaitMs = 86400000;
+    changed.wait_for(lock, std::chrono::milliseconds(left < kLongestWaitMs ? left : kLongestWaitMs));
+}
+
+void Clock::sleepMs(unsigned milliseconds) const {
+    platform::sleepMs(milliseconds);
 }
 
 const Clock& systemClock() {

@@ -1,7 +1,9 @@
 // Time sources: a monotonic clock, the time of day, and sleep.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 
 namespace platform {
 
@@ -33,6 +35,14 @@ public:
     virtual ~Clock() = default;
     virtual std::uint64_t monotonicMs() const = 0;
     virtual TimeOfDay utcTimeOfDay() const = 0;
+
+    // Blocks on `changed` (with `lock` held) until it is notified or this
+    // clock reads `deadlineMs`. It may return early: the caller looks at its
+    // condition and the time again. The system clock waits in real time.
+    virtual void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
+                           std::uint64_t deadlineMs) const;
+    // A pause of the caller by this clock's time.
+    virtual void sleepMs(unsigned milliseconds) const;
 };
 
 // The system's clock; lives as long as the process.

@@ -8,7 +8,8 @@
 
 #include "common/tracer.h"
 
-PTAP::PTAP(const platform::Clock& clock) : mClock(clock) {
+PTAP::PTAP(const platform::Clock& clock, std::uint16_t localPort, std::uint16_t serverPort)
+    : mClock(clock), mLocalPort(localPort), mServerPort(serverPort) {
     Tracer::instance()->trace(kTraceStatus, "[PTAP] Module created");
 }
 
@@ -98,7 +99,7 @@ int PTAP::start() {
 
     const std::uint32_t server = init.mServerAddress;
     setRemoteAddress(&server);
-    if (!mSocket.isOpen() && !mSocket.open(kLocalPort)) {
+    if (!mSocket.isOpen() && !mSocket.open(mLocalPort)) {
         return failStart(kTraceCritical, "[PTAP :: CRITICAL ERROR] Socket creation failed - PTAP");
     }
 
@@ -112,8 +113,7 @@ int PTAP::start() {
     if (!startThread(mKeepaliveThread, mKeepaliveThreadId, &PTAP::keepaliveThread)) {
         return failStart(kTraceError, "[PTAP :: ERROR] Thread creation failed - Connection timeout polling");
     }
-    // The socket is bound and the threads run before this returns, so an
-    // answer to the first packet can't be missed: no settling pause needed.
+    mClock.sleepMs(kStartSettleMs);
     return 0;
 }
 
@@ -139,7 +139,19 @@ int PTAP::shutdown() {
     mSocketThreadId = 0;
     mRetransmitThreadId = 0;
     mKeepaliveThreadId = 0;
-    mSocket.close();
+    mRetransmitWakeup.wake();
+    mKeepaliveWakeup.wake();
+    const int closeError = mSocket.close();
+    switch (closeError) {
+        case 10004:  // interrupted
+        case 10035:  // would block
+        case 10036:  // in progress
+        case 10050:  // network down
+            Tracer::instance()->trace(kTraceWarning, "[PTAP :: Warning] Close socket returned error: %d", closeError);
+            break;
+        default:
+            break;
+    }
     stopThread(mSocketThread, "[PTAP :: Thread] Thread shutdown - PTAP socket polling");
     stopThread(mRetransmitThread, "[PTAP :: Thread] Thread shutdown - PTAP retransmission");
     stopThread(mKeepaliveThread, "[PTAP :: Thread] Thread shutdown - Connection timeout polling");

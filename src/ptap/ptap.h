@@ -1,6 +1,6 @@
 // The control link engine: registration with the call server, the server's
 // parameters, keepalive supervision and error reports, over UDP from local
-// port 9301 to port 9300 of the server.
+// port 9301 to port 9300 of the server. Only the server's address is heard.
 #pragma once
 
 #include <atomic>
@@ -10,13 +10,14 @@
 #include <span>
 #include <vector>
 
-#include "common/network_init_data.h"
-#include "ptap/ptap_listener.h"
 #include "common/module.h"
+#include "common/network_init_data.h"
 #include "platform/clock.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
 #include "platform/udp_socket.h"
+#include "platform/wakeup.h"
+#include "ptap/ptap_listener.h"
 #include "ptap/ptap_receive.h"
 #include "ptap/ptap_resend_list.h"
 #include "ptap/ptap_supervision.h"
@@ -25,11 +26,15 @@ class PTAP : public Module {
 public:
     static constexpr std::uint16_t kLocalPort = 9301;
     static constexpr std::uint16_t kServerPort = 9300;
-    static constexpr unsigned kResendScanMs = 5;
-    static constexpr unsigned kKeepalivePollMs = 10;
+    // Lets the threads run before the first packet leaves.
+    static constexpr unsigned kStartSettleMs = 500;
+    // A sender other than the server is traced at most this often.
+    static constexpr std::uint64_t kForeignTraceIntervalMs = 1000;
 
-    // The clock drives resends and supervision; it must outlive the object.
-    explicit PTAP(const platform::Clock& clock = platform::systemClock());
+    // The clock drives resends, supervision and the pauses; it must outlive
+    // the object. Port 0 for `localPort` lets the system choose.
+    explicit PTAP(const platform::Clock& clock = platform::systemClock(), std::uint16_t localPort = kLocalPort,
+                  std::uint16_t serverPort = kServerPort);
     ~PTAP() override;
     PTAP(const PTAP&) = delete;
     PTAP& operator=(const PTAP&) = delete;
@@ -70,11 +75,14 @@ public:
 
     // For supervision and tests.
     bool connectionLost() const { return mConnectionLost.load(); }
+    // The port the socket is bound to; 0 when none is open.
+    std::uint16_t localPort() const { return mSocket.localPort(); }
     std::size_t pendingPackets() const;
 
 private:
     // Receive side.
     void socketThread();
+    void dropForeign(std::uint32_t address);
     void handleDatagram(std::span<const std::uint8_t> datagram);
     void runAction(const ptap::Action& action);
     void reportStatus(int code);
@@ -95,6 +103,10 @@ private:
     int failStart(int level, const char* message);
 
     const platform::Clock& mClock;
+    const std::uint16_t mLocalPort;
+    const std::uint16_t mServerPort;
+    platform::Wakeup mRetransmitWakeup{mClock};
+    platform::Wakeup mKeepaliveWakeup{mClock};
     platform::RecursiveLock mModuleLock;
     // Guards the link state, the record's presence, the snapshot and the
     // listeners.
@@ -113,6 +125,8 @@ private:
 
     platform::UdpSocket mSocket;
     std::atomic<std::uint32_t> mServerAddress{0};
+    std::uint64_t mLastForeignTraceMs = 0;  // socket thread only
+    bool mForeignTraced = false;
     std::atomic<std::uint32_t> mNextTid{1};
     ptap::StartData mStartData;
 

@@ -1,7 +1,7 @@
 // The keepalive thread: measures the silence since the server's last
 // keepalive request and reports a lost link once.
-#include "ptap/ptap.h"
 #include "common/tracer.h"
+#include "ptap/ptap.h"
 
 void PTAP::keepaliveThread() {
     const std::uint32_t myId = mKeepaliveThreadId.load();
@@ -19,13 +19,16 @@ void PTAP::keepaliveThread() {
             break;
         }
         if (!mSupervisor.armed() && mStopping.load()) break;
-        const ptap::KeepaliveSupervisor::Poll poll = mSupervisor.poll(mClock.monotonicMs());
+        const std::uint64_t now = mClock.monotonicMs();
+        const ptap::KeepaliveSupervisor::Poll poll = mSupervisor.poll(now);
         if (poll.timedOut) {
             // The watch ends at the first time-out, reported or not.
             onSilence(poll.runningSeconds);
             break;
         }
-        platform::sleepMs(kKeepalivePollMs);
+        // Asleep until the silence can pass the threshold; a keepalive or a
+        // new time-out moves that moment and wakes the watch.
+        mKeepaliveWakeup.waitUntil(mSupervisor.nextPollMs());
     }
     Tracer::instance()->trace(kTraceStatus, "[PTAP :: Thread] Keepalive Thread terminated");
 }

@@ -1,5 +1,8 @@
 #include "ptap/ptap_resend_list.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "common/tracer.h"
 
 namespace ptap {
@@ -67,6 +70,18 @@ ResendList::ScanResult ResendList::scan(std::uint64_t nowMs) {
         ++item.attempts;
     }
     return result;
+}
+
+std::uint64_t ResendList::nextDueMs() const {
+    std::uint64_t next = std::numeric_limits<std::uint64_t>::max();
+    for (const Item& item : mItems) {
+        // The last scan left the item at createdMs + elapsedMs, with
+        // sinceLastSendMs of its wait already spent.
+        const std::uint64_t wait = resendWaitMs(item.attempts);
+        const std::uint64_t left = item.sinceLastSendMs < wait ? wait - item.sinceLastSendMs : 0;
+        next = std::min(next, item.createdMs + item.elapsedMs + left);
+    }
+    return next;
 }
 
 }  // namespace ptap

@@ -4,12 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
-
-#include "common/resend_schedule.h"
 #include <list>
 #include <span>
 #include <vector>
 
+#include "common/resend_schedule.h"
 #include "ptap/ptap_wire.h"
 
 namespace ptap {
@@ -17,7 +16,6 @@ namespace ptap {
 constexpr std::size_t kResendListCapacity = 50;
 // A packet is resent this many times at most; the next due time drops it.
 constexpr int kMaxResends = 16;
-
 
 class ResendList {
 public:
@@ -40,6 +38,10 @@ public:
     // its schedule advanced. A packet out of resends is dropped, and that
     // ends the walk; the rest wait for the next one.
     ScanResult scan(std::uint64_t nowMs);
+
+    // The earliest `now` at which a scan would resend or drop something: at
+    // once for what is due already. Only for a list that isn't empty.
+    std::uint64_t nextDueMs() const;
 
     std::size_t size() const { return mItems.size(); }
     bool empty() const { return mItems.empty(); }

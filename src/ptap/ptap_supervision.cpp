@@ -33,4 +33,11 @@ KeepaliveSupervisor::Poll KeepaliveSupervisor::poll(std::uint64_t nowMs) {
     return result;
 }
 
+std::uint64_t KeepaliveSupervisor::nextPollMs() const {
+    const std::uint64_t last = mLastContactMs.load();
+    if (last == kNoContact) return kNever;
+    if (!mArmed.load()) return mThreshold.load() != 0 ? 0 : kNever;
+    return last + (static_cast<std::uint64_t>(mThreshold.load()) + 1) * 1000;
+}
+
 }  // namespace ptap

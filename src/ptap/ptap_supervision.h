@@ -12,6 +12,8 @@ namespace ptap {
 
 class KeepaliveSupervisor {
 public:
+    static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
     struct Poll {
         bool timedOut = false;
         std::uint32_t runningSeconds = 0;  // whole seconds of silence, when armed
@@ -31,12 +33,18 @@ public:
     // whole seconds since the last contact pass the threshold.
     Poll poll(std::uint64_t nowMs);
 
+    // When a poll can next tell something new: the moment the silence
+    // passes the threshold (its whole second included); at once while a
+    // threshold and a contact wait to arm it; never while they are missing,
+    // since only a new time-out or contact can change that.
+    std::uint64_t nextPollMs() const;
+
     bool armed() const { return mArmed.load(); }
     std::uint32_t threshold() const { return mThreshold.load(); }
     bool hasContact() const { return mLastContactMs.load() != kNoContact; }
 
 private:
-    static constexpr std::uint64_t kNoContact = std::numeric_limits<std::uint64_t>::max();
+    static constexpr std::uint64_t kNoContact = kNever;
 
     std::atomic<std::uint32_t> mThreshold{0};
     std::atomic<std::uint64_t> mLastContactMs{kNoContact};

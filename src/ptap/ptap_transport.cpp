@@ -2,8 +2,8 @@
 // and acts, and the thread that resends what is not acknowledged.
 #include <cstring>
 
-#include "ptap/ptap.h"
 #include "common/tracer.h"
+#include "ptap/ptap.h"
 
 namespace {
 
@@ -82,7 +82,8 @@ int PTAP::sendNew(const std::vector<std::uint8_t>& datagram, int type) {
         platform::LockGuard buffers(mBufferLock);
         listed = mBufferList.add(datagram, mClock.monotonicMs());
     }
-    const int sent = mSocket.sendTo(mServerAddress.load(), kServerPort, datagram.data(), datagram.size());
+    if (listed) mRetransmitWakeup.wake();
+    const int sent = mSocket.sendTo(mServerAddress.load(), mServerPort, datagram.data(), datagram.size());
     // A failed send that could be listed is made up by retransmission.
     return sent > 0 || listed ? 0 : 1;
 }
@@ -90,7 +91,7 @@ int PTAP::sendNew(const std::vector<std::uint8_t>& datagram, int type) {
 void PTAP::sendAck(const ptap::TidBytes& tid) {
     const std::vector<std::uint8_t> datagram = ptap::buildAck(tid);
     Tracer::instance()->trace(kTraceStatus, "[PTAP] Implicit acknowledgment sent");
-    mSocket.sendTo(mServerAddress.load(), kServerPort, datagram.data(), datagram.size());
+    mSocket.sendTo(mServerAddress.load(), mServerPort, datagram.data(), datagram.size());
 }
 
 void PTAP::socketThread() {
@@ -105,12 +106,28 @@ void PTAP::socketThread() {
         const platform::ReceiveResult r = mSocket.receive(buffer, sizeof buffer);
         if (r.status == platform::ReceiveStatus::Closed) break;
         if (r.status == platform::ReceiveStatus::Data) {
+            // Only the call server speaks for the call server: anything else
+            // could report the link lost or order a restart.
+            if (r.fromAddress != mServerAddress.load()) {
+                dropForeign(r.fromAddress);
+                continue;
+            }
             handleDatagram(std::span<const std::uint8_t>(buffer, r.length));
         } else if (r.status == platform::ReceiveStatus::Error) {
             platform::sleepMs(1);  // a lasting fault must not spin the thread
         }
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));
+}
+
+void PTAP::dropForeign(std::uint32_t address) {
+    const std::uint64_t now = mClock.monotonicMs();
+    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
+    mForeignTraced = true;
+    mLastForeignTraceMs = now;
+    Tracer::instance()->trace(kTraceWarning, "[PTAP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
+                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
+                              address & 0xFFu);
 }
 
 void PTAP::handleDatagram(std::span<const std::uint8_t> datagram) {
@@ -137,6 +154,7 @@ void PTAP::runAction(const ptap::Action& action) {
         case ptap::Action::kStampContact: {
             const std::uint64_t now = mClock.monotonicMs();
             mSupervisor.stampContact(now);
+            mKeepaliveWakeup.wake();  // the deadline moved
             Tracer::instance()->trace(kTraceDetail, "[PTAP] Keepalive request received -- Timestamp = %u\n",
                                       static_cast<unsigned>(now & 0xFFFFFFFFu));
             break;
@@ -158,6 +176,7 @@ void PTAP::runAction(const ptap::Action& action) {
             break;
         case ptap::Action::kSetKeepaliveTimeout:
             mSupervisor.setTimeout(static_cast<std::uint8_t>(action.value), mClock.monotonicMs());
+            mKeepaliveWakeup.wake();
             Tracer::instance()->trace(kTraceDetail, "[PTAP] KeepAlive Timeout data received, Timeout = %u",
                                       static_cast<unsigned>(action.value));
             break;
@@ -188,7 +207,14 @@ void PTAP::retransmitThread() {
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread started - ID [%04d]", static_cast<int>(myId));
     for (;;) {
-        platform::sleepMs(kResendScanMs);
+        // With nothing listed the thread sleeps until a packet is listed or
+        // the module stops; else until the next resend or drop is due.
+        std::uint64_t next;
+        {
+            platform::LockGuard buffers(mBufferLock);
+            next = mBufferList.empty() ? platform::Wakeup::kNever : mBufferList.nextDueMs();
+        }
+        mRetransmitWakeup.waitUntil(next);
         if (mRetransmitThreadId.load() != myId) break;
         // Held across the resends, so an acknowledgment for a packet being
         // resent waits for the send to finish.
@@ -196,7 +222,7 @@ void PTAP::retransmitThread() {
         if (mBufferList.empty()) continue;
         const ptap::ResendList::ScanResult due = mBufferList.scan(mClock.monotonicMs());
         for (const ptap::ResendList::Resend& resend : due.resends) {
-            mSocket.sendTo(mServerAddress.load(), kServerPort, resend.datagram.data(), resend.datagram.size());
+            mSocket.sendTo(mServerAddress.load(), mServerPort, resend.datagram.data(), resend.datagram.size());
         }
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));

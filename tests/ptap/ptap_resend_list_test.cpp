@@ -32,8 +32,10 @@ TEST(PtapResendList, ResendsTheFirstBytesSixteenTimesAndDropsAtTwentyPointFiveSe
     ASSERT_TRUE(list.add(original, t0));
     std::vector<std::uint64_t> times;
     std::uint64_t droppedAt = 0;
-    for (std::uint64_t now = t0; now <= t0 + 25000; now += 5) {
+    for (std::uint64_t now = t0; now <= t0 + 25000 && !list.empty(); now += 5) {
+        const std::uint64_t due = list.nextDueMs();
         const ptap::ResendList::ScanResult r = list.scan(now);
+        EXPECT_EQ(due == now, !r.resends.empty() || r.dropped) << "the sleep ends when the scan has work, " << now;
         for (const ptap::ResendList::Resend& resend : r.resends) {
             times.push_back(now - t0);
             EXPECT_EQ(resend.datagram, original);
@@ -48,14 +50,28 @@ TEST(PtapResendList, ResendsTheFirstBytesSixteenTimesAndDropsAtTwentyPointFiveSe
     EXPECT_TRUE(list.empty());
 }
 
-TEST(PtapResendList, OddClocksSendOnceAtMost) {
-    ptap::ResendList list;
-    ASSERT_TRUE(list.add(packet(1), 1000));
-    EXPECT_EQ(scan(list, 0), "") << "a now before the creation is no age";
-    EXPECT_EQ(scan(list, 1000), "");
-    EXPECT_EQ(scan(list, 6000), "1") << "one resend however late";
-    EXPECT_EQ(scan(list, 6999), "") << "the next period counts from the late send";
-    EXPECT_EQ(scan(list, 7000), "1");
+TEST(PtapResendList, ScansByScript) {
+    const struct {
+        const char* name;
+        std::vector<std::pair<std::uint32_t, std::uint64_t>> added;  // tid, time
+        std::vector<std::uint32_t> acknowledged;
+        std::vector<std::pair<std::uint64_t, const char*>> scans;  // time, what it did
+    } cases[] = {
+        {"a now before the creation is no age; one resend however late, the next period from it",
+         {{1, 1000}},
+         {},
+         {{0, ""}, {1000, ""}, {6000, "1"}, {6999, ""}, {7000, "1"}}},
+        {"an acknowledgment removes its tid, once", {{1, 0}, {2, 0}, {3, 0}}, {2, 2, 9}, {{500, "1 3"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ptap::ResendList list;
+        for (const auto& [tid, at] : c.added) ASSERT_TRUE(list.add(packet(tid), at));
+        std::size_t removed = 0;
+        for (std::uint32_t tid : c.acknowledged) removed += list.remove(ptap::tidBytes(tid)) ? 1 : 0;
+        EXPECT_EQ(removed, c.acknowledged.empty() ? 0u : 1u);
+        for (const auto& [at, done] : c.scans) EXPECT_EQ(scan(list, at), done) << at;
+    }
 }
 
 TEST(PtapResendList, FiftyFirstPacketIsRefused) {
@@ -63,15 +79,6 @@ TEST(PtapResendList, FiftyFirstPacketIsRefused) {
     for (std::uint32_t tid = 1; tid <= 50; ++tid) ASSERT_TRUE(list.add(packet(tid), 0)) << tid;
     EXPECT_FALSE(list.add(packet(51), 0));
     EXPECT_EQ(list.scan(500).resends.size(), 50u) << "all due at once, and the refused one never";
-}
-
-TEST(PtapResendList, AcknowledgmentRemovesTheTid) {
-    ptap::ResendList list;
-    for (std::uint32_t tid = 1; tid <= 3; ++tid) ASSERT_TRUE(list.add(packet(tid), 0));
-    EXPECT_TRUE(list.remove(ptap::tidBytes(2)));
-    EXPECT_FALSE(list.remove(ptap::tidBytes(2)));
-    EXPECT_FALSE(list.remove(ptap::tidBytes(9)));
-    EXPECT_EQ(scan(list, 500), "1 3");
 }
 
 TEST(PtapResendList, DropEndsTheScan) {

@@ -1,19 +1,21 @@
-// A real MGCP engine on port 2427 against the simulated server on 2727, with
-// a parent that only counts what reaches it.
+// A real MGCP engine against the simulated server, both on ports the system
+// chooses, on a clock that moves only when the test moves it, with a parent
+// that only counts what reaches it.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstring>
-#include <functional>
+#include <memory>
 #include <string>
 
-#include "mgcp/mgcp_parent.h"
 #include "mgcp/mgcp.h"
-#include "platform/clock.h"
+#include "mgcp/mgcp_parent.h"
 #include "platform/recursive_lock.h"
 #include "sim/mgcp_server.h"
+#include "sim/virtual_clock.h"
+#include "support_files/trace_capture.h"
 
 namespace mgcp_test {
 
@@ -30,51 +32,49 @@ public:
             mSignalLock.unlock();
         }
     }
-    int onMgcpEvent(const CoreEvent*, const char*, const bool*) override { return 0; }
+    int onMgcpEvent(const CoreEvent*, const char*, const bool*) override {
+        ++mEvents;
+        return 0;
+    }
 
     platform::RecursiveLock mSignalLock;
     std::atomic<int> mLocks{0};
     std::atomic<int> mUnlocks{0};
+    std::atomic<int> mEvents{0};
 };
 
-// Polls a condition that no datagram signals, such as the engine's own flags.
-inline bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
-    const std::uint64_t end = platform::monotonicMs() + static_cast<std::uint64_t>(timeoutMs);
-    while (!done()) {
-        if (platform::monotonicMs() >= end) return false;
-        platform::sleepMs(1);
-    }
-    return true;
-}
+using sim::eventually;
 
-class MgcpEngineTest : public ::testing::Test {
+class MgcpLinkTest : public ::testing::Test {
 protected:
-    MgcpEngineTest() {
+    void SetUp() override {
         mInitData.mLocalAddress = 0x0A010203;  // 10.1.2.3: only written into the description
         std::memcpy(mInitData.mHardwareAddress, "\x00\x11\x22\x33\x44\xff", 6);
         mInitData.mServerAddress = sim::kLoopbackAddress;
+        ASSERT_TRUE(mServer.start(0));
+        mMgcp = std::make_unique<MGCP>(mClock, 0, mServer.port());
     }
     void TearDown() override {
-        mMgcp.shutdown();
+        mMgcp.reset();
         mServer.stop();
     }
 
     void startEngine() {
-        ASSERT_TRUE(mServer.start());
-        ASSERT_EQ(mMgcp.setParent(&mParent), 0);
-        ASSERT_EQ(mMgcp.setNetworkInitData(&mInitData), 0);
-        ASSERT_EQ(mMgcp.start(), 0);
-        ASSERT_EQ(mMgcp.setLocalRtpPort(8000), 0);
+        ASSERT_EQ(mMgcp->setParent(&mParent), 0);
+        ASSERT_EQ(mMgcp->setNetworkInitData(&mInitData), 0);
+        ASSERT_EQ(mMgcp->start(), 0);
+        ASSERT_EQ(mMgcp->setLocalRtpPort(8000), 0);
+        mServer.setTerminalPort(mMgcp->localPort());
     }
 
     // The RSIP, answered: after it the engine takes commands.
     void registerTerminal() {
-        ASSERT_EQ(mMgcp.post(MgcpOperation::kRsip, nullptr), 0);
-        ASSERT_TRUE(waitUntil([this] { return mMgcp.isRsipAcknowledged(); }));
+        ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
+        ASSERT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
     }
 
     bool bufferEmpties() {
-        return waitUntil([this] { return mMgcp.bufferCount() == 0; });
+        return eventually([this] { return mMgcp->bufferCount() == 0; });
     }
 
     // Waits for the datagram at `index` and gives its text.
@@ -83,10 +83,12 @@ protected:
         return std::string(mServer.received()[index].text());
     }
 
+    sim::VirtualClock mClock;
+    TraceCapture mTrace;
     sim::MgcpServer mServer;
     FakeParent mParent;
     NetworkInitData mInitData{};
-    MGCP mMgcp;
+    std::unique_ptr<MGCP> mMgcp;
 };
 
 }  // namespace mgcp_test

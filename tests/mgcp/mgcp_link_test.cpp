@@ -1,0 +1,156 @@
+// The MGCP engine against the simulated server on loopback, on virtual
+// time: the registration, notifications and their retransmission, the
+// server's commands and their answers, and who is heard.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "mgcp_link_fixture.h"
+#include "sim/udp_peer.h"
+
+namespace mgcp_test {
+namespace {
+
+std::string command(const char* verb, int tid, const std::string& rest = "") {
+    return std::string(verb) + " " + std::to_string(tid) + " d1@0011223344ff MGCP 1.0\r\n" + rest;
+}
+
+using MgcpLink = MgcpLinkTest;
+
+TEST_F(MgcpLink, RsipOpensAndKeysGoOutAsNtfyInOneSequenceOfNumbers) {
+    startEngine();
+    EXPECT_EQ(mClock.elapsedMs(), MGCP::kStartSettleMs) << "the settling pause is taken on the engine's clock";
+    EXPECT_FALSE(mMgcp->isRsipAcknowledged());
+    registerTerminal();
+    EXPECT_EQ(datagram(0), kRsip1);
+    EXPECT_EQ(mServer.received()[0].fromPort, mMgcp->localPort());
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kNtfy, "0c30"), 0);
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
+    EXPECT_EQ(datagram(1), "NTFY 2 d1@0011223344ff MGCP 1.0\r\nX: 1\r\nK: 1\r\n");
+    EXPECT_EQ(datagram(2), "RSIP 3 d1@0011223344ff MGCP 1.0\r\nRM: restart\r\n");
+    EXPECT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
+    EXPECT_TRUE(bufferEmpties()) << "every answer removed its command";
+    // Every message went through the parent's signal lock, and out of it.
+    EXPECT_TRUE(eventually([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
+    EXPECT_GE(mParent.mLocks.load(), 3);
+}
+
+TEST_F(MgcpLink, UnansweredNtfyGoesOutSixteenTimesByTheClockAndIsFreedAtNineteenPointFiveSeconds) {
+    startEngine();
+    registerTerminal();
+    mServer.setAnswer(sim::MgcpAnswer::Never);
+    const std::uint64_t t0 = mClock.elapsedMs();
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kNtfy, "0731"), 0);
+    std::vector<std::uint64_t> offsets = {0, 500, 1500, 3500, 7500};
+    for (std::uint64_t t = 8500; t <= 18500; t += 1000) offsets.push_back(t);
+    ASSERT_EQ(offsets.size(), 16u);
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        mClock.advanceTo(t0 + offsets[i]);
+        ASSERT_TRUE(mServer.waitForCount(2 + i, 1000)) << "copy " << i;
+    }
+    const std::vector<sim::Datagram> sent = mServer.received();
+    ASSERT_EQ(sent.size(), 1u + 16u);
+    for (std::size_t i = 1; i < sent.size(); ++i) {
+        EXPECT_EQ(sent[i].text(), "NTFY 2 d1@0011223344ff MGCP 1.0\r\nX: 1\r\nO: X-P/fk0731\r\nK: 1\r\n") << i;
+    }
+    mClock.advanceTo(t0 + 19499);
+    EXPECT_EQ(mMgcp->bufferCount(), 1);
+    mClock.advanceTo(t0 + 19500);
+    ASSERT_TRUE(bufferEmpties());
+    EXPECT_TRUE(mTrace.contains("[MGCP] MAX 15 exceeded. Buffer size = 1. Freed buffer tid = 2"));
+    EXPECT_TRUE(mTrace.contains("[MGCP] Free buffer operation - Packet tid = 2 deleted. Buffer size = 0"));
+    EXPECT_EQ(mServer.count(), 1u + 16u);
+}
+
+TEST_F(MgcpLink, CommandsBeforeTheRsipsAnswerAndFromAnyoneButTheServerAreDropped) {
+    startEngine();
+    mServer.setAnswer(sim::MgcpAnswer::Never);
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
+    ASSERT_EQ(datagram(0), kRsip1);
+    ASSERT_TRUE(mServer.sendCommand(command("CRCX", 1234)));
+    // The answer to the RSIP follows the CRCX on the same path, so once it
+    // is seen the CRCX has been handled.
+    ASSERT_TRUE(mServer.acknowledge(1));
+    ASSERT_TRUE(eventually([this] { return mMgcp->isRsipAcknowledged(); }));
+
+    sim::UdpPeer intruder;
+    ASSERT_TRUE(intruder.start(0, 0x7F000002));  // 127.0.0.2, a second local address
+    const std::string spoofed = command("RQNT", 54, "S: X-P/ring(1)\r\n");
+    ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, mMgcp->localPort(), spoofed));
+    ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, mMgcp->localPort(), command("DLCX", 53)));
+    // The server's own command comes after them on the same socket.
+    ASSERT_TRUE(mServer.sendCommand(command("RQNT", 55)));
+    EXPECT_EQ(datagram(1), "200 55 OK\r\n") << "nothing answered the CRCX nor the intruder";
+    mClock.advance(1000);
+    ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, mMgcp->localPort(), command("CRCX", 52)));
+    ASSERT_TRUE(mServer.sendCommand(command("RQNT", 56)));
+    EXPECT_EQ(datagram(2), "200 56 OK\r\n");
+    EXPECT_EQ(mParent.mEvents.load(), 0) << "the intruder's ring raised nothing";
+    EXPECT_EQ(intruder.count(), 0u);
+    const std::vector<std::string> lines = mTrace.messages();
+    EXPECT_EQ(
+        std::count(lines.begin(), lines.end(), "[MGCP :: Warning] Datagram from 127.0.0.2 dropped - not the server"), 2)
+        << "once a second at most";
+}
+
+TEST_F(MgcpLink, CommandsAreAnsweredByTheTableOfReturnCodesAndTheTerminalEchoesTheLastNumber) {
+    const std::string description =
+        "I: 0\r\n\r\nv=0\r\no=- 0 0 IN IP4 10.1.2.3\r\ns=-\r\nc=IN IP4 10.1.2.3\r\nt=0 0\r\n"
+        "m=audio 8000 RTP/AVP 0\r\na=rtpmap:0 PCMU/8000\r\n";
+    std::string command1500 = command("RQNT", 15);
+    command1500.resize(1500, 'x');
+    // Answers in order; a datagram too large for the payload gets none.
+    const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
+        {command("CRCX", 11, "C: A3C47F21456789F0\r\n"), {"100 11\r\n", "200 11 OK\r\n" + description}},
+        {command("MDCX", 12), {"100 12\r\n" + description, "200 12 OK\r\n"}},
+        {command("DLCX", 13), {"250 13\r\n"}},
+        {command("RQNT", 14), {"200 14 OK\r\n"}},
+        {command1500, {"200 15 OK\r\n"}},
+        {std::string(1501, 'R'), {}},
+        {command("CRCX", 4321), {"100 4321\r\n"}},
+    };
+    startEngine();
+    EXPECT_EQ(mMgcp->setLocalRtpPort(70000), 1) << "the description keeps port 8000";
+    registerTerminal();
+    std::size_t next = 1;
+    for (const auto& [text, answers] : cases) {
+        ASSERT_TRUE(mServer.sendCommand(text));
+        for (const std::string& answer : answers) EXPECT_EQ(datagram(next++), answer) << text.substr(0, 20);
+    }
+    ASSERT_EQ(datagram(next++).substr(0, 12), "200 4321 OK\r");
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kDlcxSent, nullptr), 0);
+    EXPECT_EQ(datagram(next++), "DLCX 4321 d1@0011223344ff MGCP 1.0\r\nC: \r\nI: 0\r\n");
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kResponse, "500"), 0);
+    EXPECT_EQ(datagram(next++), "500 4321\r\n");
+    EXPECT_TRUE(bufferEmpties()) << "the DLCX was answered; responses aren't buffered";
+    EXPECT_TRUE(eventually([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
+}
+
+TEST_F(MgcpLink, StartNeedsAParentAndShutdownFreesBufferedCommandsAndRestartBeginsAnew) {
+    EXPECT_EQ(mMgcp->setNetworkInitData(nullptr), 1);
+    EXPECT_EQ(mMgcp->setNetworkInitData(&mInitData), 0);
+    EXPECT_EQ(mMgcp->setNetworkInitData(nullptr), 0);  // the former data stands
+    EXPECT_EQ(mMgcp->start(), 1) << "no parent";
+    EXPECT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 1);
+    startEngine();
+    mServer.setAnswer(sim::MgcpAnswer::Never);
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);
+    ASSERT_EQ(datagram(0), kRsip1);
+    EXPECT_EQ(mMgcp->bufferCount(), 1);
+    EXPECT_EQ(mMgcp->shutdown(), 0);
+    EXPECT_EQ(mMgcp->bufferCount(), 0);
+    EXPECT_EQ(mMgcp->shutdown(), 0);                           // twice does no harm
+    EXPECT_EQ(mMgcp->post(MgcpOperation::kRsip, nullptr), 0);  // no socket: nothing leaves
+    EXPECT_EQ(mMgcp->bufferCount(), 0);
+
+    mServer.clear();
+    mServer.setAnswer(sim::MgcpAnswer::Immediately);
+    ASSERT_EQ(mMgcp->start(), 0);
+    mServer.setTerminalPort(mMgcp->localPort());
+    registerTerminal();
+    EXPECT_EQ(datagram(0), kRsip1) << "numbers begin anew";
+}
+
+}  // namespace
+}  // namespace mgcp_test

@@ -1,0 +1,163 @@
+// The PTAP engine against the simulated server on loopback, on virtual time:
+// start-up, registration, resends, supervision, and who is heard.
+#include <gtest/gtest.h>
+
+#include "ptap_link_fixture.h"
+#include "ptap_test_util.h"
+#include "sim/udp_peer.h"
+
+using namespace ptap_test;
+using sim::PtapServer;
+
+TEST_F(PtapLinkTest, StartPausesOnItsClockThenModeZeroRegistersAndServerPacketsAreActedOn) {
+    startEngine(0);
+    EXPECT_EQ(clock.elapsedMs(), PTAP::kStartSettleMs) << "the settling pause is taken on the engine's clock";
+    // Requests PTAP doesn't make are refused without touching the counter.
+    const int errorType = 0x14, zero = 0, one = 1;
+    const std::uint8_t code = 0x9C;
+    EXPECT_EQ(ptap->transmit(&errorType, nullptr, &one), 1);
+    EXPECT_EQ(ptap->transmit(&errorType, &code, &zero), 1);
+    EXPECT_EQ(ptap->transmit(nullptr, &code, &one), 1);
+    EXPECT_EQ(send(0x05), 1);
+
+    registerWith(1);
+    EXPECT_EQ(ptap->getResult(), 0);
+    EXPECT_TRUE(sim::eventually([&] { return ptap->pendingPackets() == 0; })) << "the answer acknowledged START";
+    EXPECT_EQ(server.receivedOfType(PtapServer::kStart).at(0).tid, 1u);
+    PtapParameters* record = nullptr;
+    PtapParameters copy{};
+    ASSERT_EQ(ptap->getPtapParameters(&record), 0);
+    ASSERT_EQ(ptap->copyPtapParameters(&copy), 0);
+    EXPECT_EQ(record->mKeepaliveTimeout, 30);
+    EXPECT_EQ(std::memcmp(&copy, record, sizeof copy), 0);
+    EXPECT_EQ(ptap->getPtapParameter(0x4000), 0xF0u);
+
+    // OP_BEGIN takes the next tid; its answer reports status 2.
+    ASSERT_EQ(send(0x0F), 0);
+    ASSERT_TRUE(statusArrives(2));
+    EXPECT_EQ(server.receivedOfType(PtapServer::kOpBegin).at(0).bytes,
+              (Bytes{'P', 'T', 'A', 'P', 0, 0, 0, 2, 0x0F, 0xFF}));
+
+    // An event reaches the parent; a card query in mode 0 is a wrong card.
+    // Both are acknowledged with their own tid.
+    const std::uint32_t event = server.sendEvent(0x33);
+    ASSERT_TRUE(eventsArrive(1));
+    EXPECT_EQ(events()[0].data.at(3), 0x33);
+    const std::uint32_t query = server.sendCardQuery();
+    ASSERT_TRUE(statusArrives(6));
+    EXPECT_EQ(ptap->getResult(), 0xD3);
+    EXPECT_TRUE(server.waitForAck(event, 2000));
+    EXPECT_TRUE(server.waitForAck(query, 2000));
+}
+
+TEST_F(PtapLinkTest, ModeOneIsAcceptedByTheCardAndAnswersCardQueries) {
+    server.acceptRegistration(1);
+    startEngine(1);
+    registerWith(1);
+    EXPECT_EQ(statuses(), (std::vector<int>{3, 1}));
+    server.sendCardQuery();
+    ASSERT_TRUE(server.waitForType(PtapServer::kCardAnswer, 1, 2000));
+    EXPECT_EQ(server.receivedOfType(PtapServer::kCardAnswer)[0].bytes, ptap::buildCardAnswer(2));
+}
+
+TEST_F(PtapLinkTest, UnansweredStartGoesOutSeventeenTimesByTheClockAndIsDroppedAtTwentyPointFiveSeconds) {
+    server.staySilent();
+    startEngine(0);
+    const std::uint64_t t0 = clock.elapsedMs();
+    ASSERT_EQ(send(0x04), 0);
+    std::vector<std::uint64_t> offsets = {0, 500, 1500, 3500, 7500};
+    for (std::uint64_t t = 8500; t <= 19500; t += 1000) offsets.push_back(t);
+    ASSERT_EQ(offsets.size(), 17u);
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        clock.advanceTo(t0 + offsets[i]);
+        ASSERT_TRUE(server.waitForType(PtapServer::kStart, i + 1, 1000)) << "send " << i;
+    }
+    const std::vector<sim::PtapDatagram> starts = server.receivedOfType(PtapServer::kStart);
+    ASSERT_EQ(starts.size(), 17u);
+    for (const sim::PtapDatagram& s : starts) EXPECT_EQ(s.bytes, starts[0].bytes) << "a resend is the first send";
+    EXPECT_EQ(starts[0].payload.size(), 88u);
+
+    clock.advanceTo(t0 + 20499);
+    EXPECT_EQ(ptap->pendingPackets(), 1u);
+    clock.advanceTo(t0 + 20500);
+    EXPECT_TRUE(sim::eventually([&] { return ptap->pendingPackets() == 0; }));
+    EXPECT_TRUE(trace.contains("[PTAP] Free buffer - Attempted #17 times"));
+    EXPECT_EQ(server.receivedOfType(PtapServer::kStart).size(), 17u);
+}
+
+TEST_F(PtapLinkTest, SilenceReportsTheLostLinkOnceThreeSecondsAfterTheLastKeepalive) {
+    server.setParameterItems(PtapServer::defaultParameterItems(2));
+    startEngine(0);
+    registerWith(1);
+    clock.advance(1500);
+    ASSERT_TRUE(server.waitForAck(server.sendKeepalive(), 2000));
+    const std::uint64_t contact = clock.monotonicMs();
+
+    clock.advance(2999);
+    EXPECT_FALSE(eventsArrive(1, 100)) << "two whole seconds are not past the threshold";
+    clock.advance(1);
+    ASSERT_TRUE(eventsArrive(1));
+    const Event event = events()[0];
+    EXPECT_STREQ(reinterpret_cast<const char*>(event.data.data()), "PTAP_NOCONN");
+    EXPECT_GE(event.atMs - contact, 3000u);
+    EXPECT_LE(event.atMs - contact, 3100u);
+    EXPECT_TRUE(ptap->connectionLost());
+
+    // The watch has ended: new silence after a new contact brings nothing.
+    ASSERT_TRUE(server.waitForAck(server.sendKeepalive(), 2000));
+    clock.advance(10000);
+    EXPECT_FALSE(eventsArrive(2, 100));
+}
+
+TEST_F(PtapLinkTest, OnlyTheServersAddressIsHeard) {
+    startEngine(0);
+    registerWith(1);  // keepalive time-out 30 s, watched from now
+    sim::UdpPeer intruder;
+    ASSERT_TRUE(intruder.start(0, 0x7F000002));  // 127.0.0.2, a second local address
+    auto spoof = [&](std::uint8_t type, const Bytes& body) {
+        const Bytes bytes = datagram(0x00000077, type, body);
+        ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, ptap->localPort(), bytes.data(), bytes.size()));
+    };
+    spoof(0x03, payload({}));                                        // compulsion restart
+    spoof(0x15, payload({item(0x1A, {0x00}), item(0x20, {0x44})}));  // time-out 0 and an event
+    // The server's own event comes after both on the same socket.
+    server.sendEvent(0x33);
+    ASSERT_TRUE(eventsArrive(1));
+    clock.advance(1000);
+    spoof(0x10, payload({}));
+    server.sendEvent(0x34);
+    ASSERT_TRUE(eventsArrive(2));
+
+    clock.advance(5000);
+    EXPECT_FALSE(eventsArrive(3, 100)) << "no restart, no lost link by a time-out of 0";
+    EXPECT_EQ(events()[0].data[3], 0x33);
+    EXPECT_EQ(events()[1].data[3], 0x34);
+    EXPECT_FALSE(ptap->connectionLost());
+    EXPECT_EQ(intruder.count(), 0u) << "nothing was acknowledged";
+    const std::vector<std::string> lines = trace.messages();
+    EXPECT_EQ(
+        std::count(lines.begin(), lines.end(), "[PTAP :: Warning] Datagram from 127.0.0.2 dropped - not the server"), 2)
+        << "once a second at most";
+}
+
+TEST_F(PtapLinkTest, ShutdownIsRepeatableAndTheEngineStartsAgain) {
+    PTAP fresh(clock, 0, server.port());
+    EXPECT_EQ(fresh.shutdown(), 0) << "before any start";
+    EXPECT_EQ(fresh.setNetworkInitData(nullptr), 1);
+    EXPECT_EQ(fresh.start(), 1) << "no network data";
+    EXPECT_EQ(fresh.addListener(nullptr), 1);
+
+    startEngine(0);
+    EXPECT_EQ(ptap->shutdown(), 0);
+    EXPECT_EQ(ptap->shutdown(), 0);
+    PtapParameters* record = nullptr;
+    EXPECT_EQ(ptap->getPtapParameters(&record), 1) << "no record once shut down";
+    EXPECT_EQ(send(0x04), 0) << "listed for resending though the socket is closed";
+
+    ASSERT_EQ(ptap->start(), 0);
+    server.setTerminalPort(ptap->localPort());
+    EXPECT_EQ(ptap->pendingPackets(), 0u);
+    registerWith(1);
+    EXPECT_EQ(server.receivedOfType(PtapServer::kStart).size(), 1u);
+    EXPECT_EQ(server.receivedOfType(PtapServer::kStart)[0].tid, 1u) << "the counter starts at 1 on every start";
+}
