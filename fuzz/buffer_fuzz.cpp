@@ -18,7 +18,8 @@
 
 namespace {
 
-constexpr int kMaxTags = 30000;
+// Frames per input: each stored one scans the 2500-entry delay ring.
+constexpr int kMaxTags = 1500;
 constexpr int kMaxHeavySteps = 3;  // clears and starts may walk the whole table
 
 void check(bool condition) {
