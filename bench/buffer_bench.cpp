@@ -17,7 +17,7 @@ struct Playout {
     Playout() { buffer.start(); }
     void put(std::uint32_t sequence, std::uint32_t arrivalJitter) {
         auto frame = std::make_unique<VoiceFrame>();
-        buffer.put(frame, static_cast<std::int32_t>(sequence & 0xFFFF), sequence * 160u, Buffer::kFrameBytes, nullptr,
+        buffer.put(frame, static_cast<std::int32_t>(sequence & 0xFFFF), sequence * 160u, kFrameBytes, nullptr,
                    sequence * 20u + arrivalJitter);
     }
     int get() {

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int kFrame = G711::kFrameSamples;
+constexpr int kFrame = kFrameSamples;
 
 struct Material {
     std::vector<std::int16_t> speech = bench::speechLikeSignal(10, 777);

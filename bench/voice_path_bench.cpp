@@ -34,45 +34,44 @@ std::vector<std::uint8_t> voicedBytes() {
 // itself fails at once and unnoticed, as on a closed socket.
 void BM_SendPath(benchmark::State& state) {
     const std::vector<std::uint8_t> pcm = voicedBytes();
-    Wave wave;
+    Wave wave(0);
     wave.start();
     wave.setCodec(static_cast<std::int32_t>(state.range(0)));
-    const int length = Wave::kFrameBytes;
+    const int length = kFrameBytes;
     int frame = 0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(wave.sendVoice(pcm.data() + Wave::kFrameBytes * frame, &length));
+        benchmark::DoNotOptimize(wave.sendVoice(pcm.data() + kFrameBytes * frame, &length));
         frame = (frame + 1) % kFrames;
     }
-    state.SetLabel(state.range(0) == Wave::kCodecG729 ? "G.729" : "G.711 u-law");
+    state.SetLabel(state.range(0) == toInt(PayloadType::kG729) ? "G.729" : "G.711 u-law");
 }
-BENCHMARK(BM_SendPath)->Arg(Wave::kCodecPcmu)->Arg(Wave::kCodecG729);
+BENCHMARK(BM_SendPath)->Arg(toInt(PayloadType::kPcmu))->Arg(toInt(PayloadType::kG729));
 
 // The same with the datagram going out to a loopback socket.
 void BM_SendPathWithSocket(benchmark::State& state) {
     const std::vector<std::uint8_t> pcm = voicedBytes();
     platform::UdpSocket sink;
     sink.open(0);
-    Wave wave;
+    Wave wave(0);
     wave.start();
-    wave.setLocalPort(0);
     wave.setRemoteAddress(0x7F000001);
     wave.startSession();
     wave.setRemotePort(sink.localPort());
     wave.setCodec(static_cast<std::int32_t>(state.range(0)));
-    const int length = Wave::kFrameBytes;
+    const int length = kFrameBytes;
     int frame = 0;
     std::uint8_t drain[1500];
     for (auto _ : state) {
-        benchmark::DoNotOptimize(wave.sendVoice(pcm.data() + Wave::kFrameBytes * frame, &length));
+        benchmark::DoNotOptimize(wave.sendVoice(pcm.data() + kFrameBytes * frame, &length));
         frame = (frame + 1) % kFrames;
         state.PauseTiming();
         sink.receive(drain, sizeof drain, 0);
         state.ResumeTiming();
     }
     wave.shutdown();
-    state.SetLabel(state.range(0) == Wave::kCodecG729 ? "G.729" : "G.711 u-law");
+    state.SetLabel(state.range(0) == toInt(PayloadType::kG729) ? "G.729" : "G.711 u-law");
 }
-BENCHMARK(BM_SendPathWithSocket)->Arg(Wave::kCodecPcmu)->Arg(Wave::kCodecG729);
+BENCHMARK(BM_SendPathWithSocket)->Arg(toInt(PayloadType::kPcmu))->Arg(toInt(PayloadType::kG729));
 
 // From the datagram as it left the socket to the frame the client plays:
 // receive checks, packet, decoding, Buffer, concealment's delay line.
@@ -86,9 +85,9 @@ void BM_ReceivePath(benchmark::State& state) {
     G711 g711;
     for (int f = 0; f < kFrames; ++f) {
         std::int16_t samples[160];
-        std::memcpy(samples, pcm.data() + Wave::kFrameBytes * f, Wave::kFrameBytes);
-        std::vector<std::uint8_t> payload(codec == Wave::kCodecG729 ? 20 : 160);
-        if (codec == Wave::kCodecG729) {
+        std::memcpy(samples, pcm.data() + kFrameBytes * f, kFrameBytes);
+        std::vector<std::uint8_t> payload(codec == toInt(PayloadType::kG729) ? 20 : 160);
+        if (codec == toInt(PayloadType::kG729)) {
             int count = 160;
             int bytes = 20;
             codecLibEncode(&encoder, samples, &count, payload.data(), &bytes, nullptr, 0);
@@ -99,7 +98,7 @@ void BM_ReceivePath(benchmark::State& state) {
     }
     codecLibClose(encoder, 0);
     BufferHistory::processWide() = BufferHistory{};
-    Wave wave;
+    Wave wave(0);
     wave.start();
     wave.setCodec(codec);
     wave.setVoiceActive(true);
@@ -127,8 +126,8 @@ void BM_ReceivePath(benchmark::State& state) {
         benchmark::DoNotOptimize(out);
         ++k;
     }
-    state.SetLabel(codec == Wave::kCodecG729 ? "G.729" : "G.711 u-law");
+    state.SetLabel(codec == toInt(PayloadType::kG729) ? "G.729" : "G.711 u-law");
 }
-BENCHMARK(BM_ReceivePath)->Arg(Wave::kCodecPcmu)->Arg(Wave::kCodecG729);
+BENCHMARK(BM_ReceivePath)->Arg(toInt(PayloadType::kPcmu))->Arg(toInt(PayloadType::kG729));
 
 }  // namespace

@@ -1,48 +1,26 @@
-// Arbitrary streams of put, get and clear on the jitter buffer. Each frame
-// carries a tag in every sample; a frame may come out only if it went in,
-// only once, and whole. Memory errors and leaks show through the
+// Any text run as a script of put, get, clear, shutdown and start steps on
+// the jitter buffer (the language of tests/voice/buffer_script.h; the
+// scenario tests' scripts are the seeds). Expected results are ignored.
+// Each frame carries a tag in every sample; a frame may come out only if it
+// went in, only once, and whole. Memory errors and leaks show through the
 // sanitizers.
-//
-// Input, one step after another:
-//   op & 3 == 0 or 1: put. With op & 4 the next frame of a steady stream
-//     (sequence + 1, timestamp + 160, arrival + 20 + 8 x (op >> 3) ms);
-//     otherwise 9 more bytes: sequence (2), timestamp (4), arrival step in
-//     ms (2), length choice (1: 249 puts the sequence outside the table,
-//     250 and up give an odd length, the rest 320).
-//   op & 3 == 2: get; with op & 4, (op >> 3) + 1 gets.
-//   op & 3 == 3: clear, 4 more bytes: first, last (each modulo 65537);
-//     op & 4 resets the state, op & 8 wipes.
 #include <array>
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
+#include "../tests/voice/buffer_script.h"
 #include "voice/buffer.h"
 
 namespace {
 
-constexpr int kMaxTags = 30000;
-constexpr int kMaxClears = 2;  // each may walk the whole table
-
-class Reader {
-public:
-    Reader(const std::uint8_t* data, std::size_t size) : mData(data), mSize(size) {}
-    bool has(std::size_t n) const { return mSize - mPos >= n; }
-    std::uint8_t byte() { return mData[mPos++]; }
-    std::uint32_t bytes(int n) {
-        std::uint32_t value = 0;
-        for (int i = 0; i < n; ++i) value = (value << 8) | byte();
-        return value;
-    }
-
-private:
-    const std::uint8_t* mData;
-    std::size_t mSize;
-    std::size_t mPos = 0;
-};
+// Frames per input: each stored one scans the 2500-entry delay ring.
+constexpr int kMaxTags = 1500;
+constexpr int kMaxHeavySteps = 3;  // clears and starts may walk the whole table
 
 void check(bool condition) {
     if (!condition) std::abort();
@@ -70,21 +48,23 @@ struct Harness {
         nextTag = 1;
     }
 
-    void put(std::int32_t sequence, std::uint32_t timestamp, std::int32_t length, std::uint32_t arrival) {
-        if (nextTag >= kMaxTags) return;
+    void put(const BufferStep& step, std::int32_t sequence, std::uint32_t timestamp, std::uint32_t arrival) {
         const int tag = nextTag++;
-        auto frame = std::make_unique<VoiceFrame>();
-        frame->fill(static_cast<std::int16_t>(tag));
+        VoiceFramePtr frame;
+        if (!step.noFrame) {
+            frame = std::make_unique<VoiceFrame>();
+            frame->fill(static_cast<std::int16_t>(tag));
+        }
         std::int32_t lengthOut = -1;
-        const int result = buffer.put(frame, sequence, timestamp, length, &lengthOut, arrival);
+        const int result = buffer.put(frame, sequence, timestamp, step.length, &lengthOut, arrival);
         check(result == Buffer::kStored || result == Buffer::kRefused);
         if (result == Buffer::kStored) {
-            check(frame == nullptr && lengthOut == length);
-            check(sequence >= 0 && sequence < Buffer::kSlotCount && length >= 1 && length <= Buffer::kFrameBytes);
+            check(frame == nullptr && lengthOut == step.length && !step.noFrame);
+            check(sequence >= 0 && sequence < Buffer::kSlotCount && step.length >= 1 && step.length <= kFrameBytes);
             stored.set(tag);
             touched.push_back(sequence);
         } else {
-            check(frame != nullptr && lengthOut == -1);
+            check((frame == nullptr) == step.noFrame && lengthOut == -1);
         }
     }
 
@@ -97,15 +77,15 @@ struct Harness {
             check(length == -1);
             return;
         }
-        const bool single = length >= 1 && length <= Buffer::kFrameBytes;
-        const bool burst = length % Buffer::kFrameBytes == 0 && length <= 8 * Buffer::kFrameBytes;
+        const bool single = length >= 1 && length <= kFrameBytes;
+        const bool burst = length % kFrameBytes == 0 && length <= 8 * kFrameBytes;
         check(single || burst);
-        const int frames = single ? 1 : length / Buffer::kFrameBytes;
+        const int frames = single ? 1 : length / kFrameBytes;
         for (int f = 0; f < frames; ++f) {
-            const std::uint8_t* bytes = out.data() + f * Buffer::kFrameBytes;
+            const std::uint8_t* bytes = out.data() + f * kFrameBytes;
             if (!single && Buffer::isLossMarker(bytes)) continue;
             VoiceFrame frame;
-            std::memcpy(frame.data(), bytes, Buffer::kFrameBytes);
+            std::memcpy(frame.data(), bytes, kFrameBytes);
             const int tag = frame[0];
             check(tag > 0 && tag < kMaxTags && stored.test(tag) && !played.test(tag));
             for (std::int16_t sample : frame) check(sample == tag);
@@ -121,50 +101,34 @@ struct Harness {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Harness harness;
     harness.reset();
-    Reader in(data, size);
-    std::int32_t sequence = 0;
-    std::uint32_t timestamp = 0;
-    std::uint32_t arrival = 1000;
-    int clears = 0;
-    while (in.has(1)) {
-        const std::uint8_t op = in.byte();
-        switch (op & 3) {
-            case 0:
-            case 1:
-                if (op & 4) {
-                    sequence = (sequence + 1) & 0xFFFF;
-                    timestamp += 160;
-                    arrival += 20 + 8u * (op >> 3);
-                    harness.put(sequence, timestamp, Buffer::kFrameBytes, arrival);
-                } else {
-                    if (!in.has(9)) return 0;
-                    sequence = static_cast<std::int32_t>(in.bytes(2));
-                    timestamp = in.bytes(4);
-                    arrival += in.bytes(2);
-                    const std::uint8_t choice = in.byte();
-                    // Mostly whole frames; now and then a length or a
-                    // sequence that must be refused.
-                    constexpr std::array<std::int32_t, 6> kOddLengths = {0, 1, 160, 319, 321, -1};
-                    std::int32_t length = Buffer::kFrameBytes;
-                    if (choice >= 250) length = kOddLengths[choice - 250];
-                    std::int32_t put = sequence;
-                    if (choice == 249) put = sequence + Buffer::kSlotCount;
-                    harness.put(put, timestamp, length, arrival);
-                }
+    const BufferScript script = parseBufferScript(std::string_view(reinterpret_cast<const char*>(data), size));
+    int heavySteps = 0;
+    for (const BufferStep& step : script.steps) {
+        using Kind = BufferStep::Kind;
+        switch (step.kind) {
+            case Kind::Put:
+                forEachFrame(step, kMaxTags - harness.nextTag,
+                             [&](std::int32_t sequence, std::uint32_t timestamp, std::uint32_t arrival) {
+                                 harness.put(step, sequence, timestamp, arrival);
+                             });
                 break;
-            case 2: {
-                const int gets = (op & 4) ? (op >> 3) + 1 : 1;
-                for (int i = 0; i < gets; ++i) harness.get();
+            case Kind::Get:
+                harness.get();
                 break;
-            }
-            default: {
-                if (!in.has(4)) return 0;
-                const auto first = static_cast<std::int32_t>(in.bytes(2));
-                const auto last = static_cast<std::int32_t>(in.bytes(2));
-                if (++clears > kMaxClears) break;
-                harness.buffer.clear(first, last, (op & 4) != 0, (op & 8) != 0);
+            case Kind::Clear:
+                if (++heavySteps > kMaxHeavySteps) break;
+                harness.buffer.clear(static_cast<std::int32_t>(step.first), static_cast<std::int32_t>(step.last),
+                                     step.reset, step.wipe);
                 break;
-            }
+            case Kind::Shutdown:
+                harness.buffer.shutdown();
+                break;
+            case Kind::Start:
+                if (++heavySteps > kMaxHeavySteps) break;
+                check(harness.buffer.start() == 0);
+                break;
+            case Kind::Expect:
+                break;
         }
     }
     return 0;

@@ -59,6 +59,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint8_t out[Wave::kReceiveRoomBytes];
     int length = 0;
     wave.receiveVoice(out, nullptr, &length);
-    check(length >= 0 && length <= Wave::kReceiveRoomBytes && length % Wave::kFrameBytes == 0);
+    check(length >= 0 && length <= Wave::kReceiveRoomBytes && length % kFrameBytes == 0);
     return 0;
 }

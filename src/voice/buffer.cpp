@@ -34,6 +34,7 @@ int Buffer::start() {
         mReadIndex = -1;
         mStarted = 0;
         mHighestIndex = -1;
+        mHighestTimestamp = 0;
         mFirstIndex = -1;
         mFirstArrival = 0;
         mJitterFrames = 0;
@@ -84,6 +85,7 @@ int Buffer::clear(std::int32_t first, std::int32_t last, bool resetState, bool w
         // this one reached.
         mReadIndex = -1;
         mHighestIndex = -1;
+        mHighestTimestamp = 0;
         mFirstIndex = -1;
         mStarted = 0;
         clearMarks();

@@ -10,10 +10,11 @@
 #include <memory>
 
 #include "common/module.h"
+#include "common/voice_frame.h"
 #include "platform/recursive_lock.h"
 
-// A decoded frame: 160 samples, 320 bytes, 20 ms at 8000 Hz.
-using VoiceFrame = std::array<std::int16_t, 160>;
+// A decoded frame.
+using VoiceFrame = std::array<std::int16_t, kFrameSamples>;
 // The owner of a frame: the producer until a successful Buffer::put, then
 // the Buffer.
 using VoiceFramePtr = std::unique_ptr<VoiceFrame>;
@@ -48,7 +49,6 @@ struct BufferHistory {
 class Buffer : public Module {
 public:
     static constexpr int kSlotCount = 65536;
-    static constexpr int kFrameBytes = 320;
     // Room the caller of get provides: 10 frames. A burst fills at most 8.
     static constexpr int kMaxGetFrames = 10;
     static constexpr int kMaxGetBytes = kMaxGetFrames * kFrameBytes;
@@ -125,6 +125,8 @@ private:
     std::int32_t mReadIndex = -1;
     std::uint8_t mStarted = 0;
     std::int32_t mHighestIndex = -1;
+    // Timestamp of the newest frame, kept when its slot has been played.
+    std::uint32_t mHighestTimestamp = 0;
     std::int32_t mFirstIndex = -1;
     std::uint32_t mFirstArrival = 0;
     std::int32_t mJitterFrames = 0;

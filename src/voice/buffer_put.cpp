@@ -7,7 +7,6 @@ namespace {
 
 constexpr int kMarkSpacing = 100;
 constexpr int kMarkCycle = 1000;  // sequence numbers covered by the ten marks
-constexpr std::int32_t kFrameMs = 20;
 
 int markIndex(std::int32_t sequence) {
     return (sequence % kMarkCycle) / kMarkSpacing;
@@ -36,19 +35,24 @@ int Buffer::put(VoiceFramePtr& frame, std::int32_t sequence, std::uint32_t times
 
     // Below the read index is late, unless the timestamp says the sequence
     // has wrapped. An empty read slot has no timestamp to tell: there a
-    // sequence more than half the table behind counts as wrapped, or else a
-    // single loss at 65535 with playout caught up would refuse every later
-    // frame of the call.
-    const BufferSlot& readSlot = mSlots[mReadIndex];
-    const bool wrapped = mReadIndex - sequence > kSlotCount / 2;
-    if (sequence < mReadIndex && (timestamp < readSlot.timestamp || (readSlot.timestamp == 0 && !wrapped))) {
-        return kRefused;
+    // sequence more than half the table behind, and no older than the
+    // newest frame, counts as wrapped. Otherwise a single loss at 65535
+    // with playout caught up would refuse every later frame of the call,
+    // or a stale frame would take the slot of a coming one.
+    if (sequence < mReadIndex) {
+        const BufferSlot& readSlot = mSlots[mReadIndex];
+        const bool wrapped =
+            mReadIndex - sequence > kSlotCount / 2 && static_cast<std::int32_t>(timestamp - mHighestTimestamp) >= 0;
+        if (timestamp < readSlot.timestamp || (readSlot.timestamp == 0 && !wrapped)) return kRefused;
     }
 
     BufferSlot& slot = mSlots[sequence];
     if (slot.length != 0 || slot.data) return kRefused;
 
-    if (mHighestIndex < sequence || mSlots[mHighestIndex].timestamp < timestamp) mHighestIndex = sequence;
+    if (mHighestIndex < sequence || mSlots[mHighestIndex].timestamp < timestamp) {
+        mHighestIndex = sequence;
+        mHighestTimestamp = timestamp;
+    }
     slot.data = std::move(frame);
     slot.length = length;
     slot.timestamp = timestamp;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 
+#include "common/voice_frame.h"
 #include "voice/codec_lib_g729.h"
 
 namespace {
@@ -27,10 +28,10 @@ void debugLine(int debugLevel, const char* format, ...) {
     va_end(args);
 }
 
-// The most samples one coder frame may produce; the decode loop takes each
-// frame through a block of this size so the caller's buffer needn't be
-// aligned for 16-bit samples.
-constexpr int kMaxFrameSamples = 160;
+// The most samples one coder frame may produce, a voice frame; the decode
+// loop takes each frame through a block of this size so the caller's buffer
+// needn't be aligned for 16-bit samples.
+constexpr int kMaxFrameSamples = kFrameSamples;
 
 // Fetches the handle's format; false when the handle has no usable codec.
 bool describeHandle(const CodecHandle& handle, const CodecEntry*& entry, CodecFormat& format, void* parameterBlock,
@@ -73,7 +74,8 @@ int codecLibOpen(CodecHandle** handleOut, int codecId, int direction, int debugL
     handle->mCodecId = codecId;
     handle->mDirection = direction;
     handle->mLeftOver.reset(new (std::nothrow) std::uint8_t[kCodecLeftOverCapacity]());
-    if (!handle->mLeftOver) {
+    handle->mScratch.reset(new (std::nothrow) std::int16_t[kCodecEncodeInputCapacity / 2]);
+    if (!handle->mLeftOver || !handle->mScratch) {
         delete handle;
         return 1;
     }
@@ -143,7 +145,7 @@ int codecLibEncode(CodecHandle** handlePointer, const void* input, int* samplesI
     if (total * 2 > kCodecEncodeInputCapacity || remainder * 2 > kCodecLeftOverCapacity) {
         return kCodecLibInputTooLarge;
     }
-    std::int16_t scratch[kCodecEncodeInputCapacity / 2];
+    std::int16_t* scratch = handle->mScratch.get();
     std::memcpy(scratch, handle->mLeftOver.get(), static_cast<std::size_t>(handle->mLeftOverBytes));
     if (*samplesIn > 0) std::memcpy(scratch + left, input, static_cast<std::size_t>(*samplesIn) * 2);
     debugLine(debugLevel, "codecLibEncode:InsideInBufSz=%d TmpInputSz=%d\n", handle->mLeftOverBytes,
@@ -198,7 +200,8 @@ int codecLibDecode(CodecHandle** handlePointer, const void* input, int* bytesIn,
     if (*samplesOut < frameSamples) return kCodecLibDecodeNoRoom;
     debugLine(debugLevel, "codecLibDecode:enough data\n");
 
-    std::uint8_t scratch[kCodecLeftOverCapacity];
+    static_assert(kCodecLeftOverCapacity <= kCodecEncodeInputCapacity);
+    auto* scratch = reinterpret_cast<std::uint8_t*>(handle->mScratch.get());
     std::memcpy(scratch, handle->mLeftOver.get(), static_cast<std::size_t>(handle->mLeftOverBytes));
     if (*bytesIn > 0) std::memcpy(scratch + handle->mLeftOverBytes, input, static_cast<std::size_t>(*bytesIn));
     debugLine(debugLevel, "codecLibDecode:InsideInBufSz=%d TmpInputSz=%d\n", handle->mLeftOverBytes,

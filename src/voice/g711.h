@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
+#include "common/voice_frame.h"
+
 class G711 {
 public:
-    static constexpr int kFrameSamples = 160;
-
     // A-law mantissa shifts for alawExpand: 4 is the standard's expansion,
     // 3 gives the signal 6 dB lower and is what Wave uses unless told.
     static constexpr int kAlawShiftStandard = 4;

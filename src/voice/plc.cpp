@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kFrame = PLC::kFrameSamples;
+constexpr int kFrame = kFrameSamples;
 constexpr int kHistory = PLC::kHistoryLength;
 constexpr int kPitchSpan = PLC::kPitchMax - PLC::kPitchMin;  // lags searched: 0 to 100
 constexpr int kDecimation = 2;

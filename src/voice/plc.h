@@ -5,9 +5,10 @@
 
 #include <cstdint>
 
+#include "common/voice_frame.h"
+
 class PLC {
 public:
-    static constexpr int kFrameSamples = 160;
     static constexpr int kHistoryLength = 975;  // 3 x longest pitch + longest overlap
     static constexpr int kPitchMax = 300;
     static constexpr int kPitchMin = 200;

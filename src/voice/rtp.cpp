@@ -4,10 +4,11 @@
 #include <new>
 #include <random>
 
+#include "common/tracer.h"
 #include "platform/clock.h"
+#include "platform/socket_error.h"
 #include "platform/thread.h"
 #include "platform/udp_socket.h"
-#include "common/tracer.h"
 
 struct RTP::Data {
     platform::UdpSocket socket;
@@ -42,7 +43,7 @@ void storeBits(std::atomic<std::uint64_t>& word, std::uint64_t mask, std::uint64
 
 }  // namespace
 
-RTP::RTP() {
+RTP::RTP(std::uint16_t localPort) : mLocalPort(localPort) {
     Tracer::instance()->trace(kTraceStatus, "[RTP] Module created");
 }
 
@@ -78,9 +79,10 @@ int RTP::open(std::uint32_t ssrc) {
     mData->ssrc = ssrc;
     const std::uint16_t port = mLocalPort.load();
     // A second open starts afresh rather than leaving the old port bound.
-    mData->socket.close();
+    close();
     if (!mData->socket.open(port)) return 1;
-    storeBits(mDestination, 0xFFFF, port);
+    // The port bound, which is the one asked for unless that was 0.
+    storeBits(mDestination, 0xFFFF, mData->socket.localPort());
     mData->nextSequence = mData->random() & 0xFFFF;
     mData->nextTimestamp = mData->random() & 0xFFFF;
     return 0;
@@ -88,7 +90,10 @@ int RTP::open(std::uint32_t ssrc) {
 
 int RTP::close() {
     if (!mData) return 1;
-    mData->socket.close();
+    if (mData->socket.close() != 0) {
+        Tracer::instance()->trace(kTraceWarning, "[RTP :: Warning] Close socket returned error: %d",
+                                  platform::lastSocketError());
+    }
     return 0;
 }
 

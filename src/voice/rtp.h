@@ -8,7 +8,9 @@
 #include <memory>
 
 #include "common/module.h"
+#include "common/payload_type.h"
 #include "voice/rtp_header.h"
+#include "voice/rtp_port.h"
 
 // One packet in memory: the 12 header bytes as on the wire, and the payload
 // in a heap block that the packet owns.
@@ -28,7 +30,9 @@ public:
     // whatever the codec.
     static constexpr std::uint32_t kTimestampStep = 160;
 
-    RTP();
+    // `localPort` is the port open binds until setLocalPort changes it; 0
+    // lets the system choose.
+    explicit RTP(std::uint16_t localPort = kRtpPort);
     ~RTP() override;
     RTP(const RTP&) = delete;
     RTP& operator=(const RTP&) = delete;
@@ -39,11 +43,12 @@ public:
     int shutdown() override;
 
     // Binds the local port and starts the counters at random 16-bit values.
-    // The destination port becomes the local port until the next
+    // The destination port becomes the bound port until the next
     // setRemotePort. 1 when not started, with no remote address, or when
     // the port can't be bound.
     int open(std::uint32_t ssrc);
-    // Closes the socket and wakes a blocked receive. 1 when not started.
+    // Closes the socket and wakes a blocked receive; a failed close is
+    // traced. 1 when not started.
     int close();
 
     // Sends the packet's first `*length` payload bytes behind a fresh header,
@@ -89,6 +94,6 @@ private:
     // Address in bits 16 to 47, port in bits 0 to 15: one word, so the pair
     // changes at once.
     std::atomic<std::uint64_t> mDestination{0};
-    std::atomic<std::uint16_t> mLocalPort{0};
-    std::atomic<std::int32_t> mPayloadType{0};
+    std::atomic<std::uint16_t> mLocalPort;
+    std::atomic<std::int32_t> mPayloadType{toInt(PayloadType::kPcmu)};
 };

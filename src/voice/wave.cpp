@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "common/tracer.h"
@@ -33,12 +34,29 @@ namespace {
 
 // A frame as 160 aligned samples: the client's blocks needn't be aligned.
 struct Samples {
-    std::int16_t data[Wave::kFrameSamples];
+    std::int16_t data[kFrameSamples];
 };
+
+// What payload type 9 sends, and plays whatever arrives: no G.722 coder
+// exists.
+constexpr std::uint8_t kG722FillerByte = 0xFA;
+constexpr std::int16_t kG722Pattern[20] = {-3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856,
+                                           -2688, -2560, -2304, -1440, -768,  -376,  -1184, -2112, -2368, -2560};
+
+// The receive thread's priority, settled between the thread and
+// startSession before the thread's loop begins.
+struct PriorityHandshake {
+    std::atomic<bool> raised{false};
+    platform::ManualResetEvent settled;
+    platform::ManualResetEvent resumed;
+};
+// Bound on each side of the handshake; a thread that isn't scheduled in
+// that time counts as a failed priority change.
+constexpr unsigned kHandshakeMs = 2000;
 
 }  // namespace
 
-Wave::Wave(const platform::Clock& clock) : mClock(clock) {
+Wave::Wave(std::uint16_t localPort, const platform::Clock& clock) : mLocalPort(localPort), mClock(clock) {
     Tracer::instance()->trace(kTraceStatus, "[WAVE] Module created");
 }
 
@@ -55,7 +73,7 @@ int Wave::start() {
         if (!mBuffer || mBuffer->start() != 0) failure = "[WAVE :: CRITICAL ERROR] Object creation failed - Buffer";
     }
     if (failure == nullptr && !mRtp) {
-        mRtp.reset(new (std::nothrow) RTP());
+        mRtp.reset(new (std::nothrow) RTP(mLocalPort));
         if (!mRtp || mRtp->start() != 0) failure = "[WAVE :: CRITICAL ERROR] Object creation failed - RTP";
     }
     if (failure == nullptr && !mG711) {
@@ -122,12 +140,28 @@ int Wave::startSession() {
     if (mThread) stopSession();
     if (mRtp->open(mRtp->makeSsrc()) != 0) return 1;
 
+    // The thread raises its own priority first thing and reports back
+    // before its loop may begin, so the priority is settled, and its
+    // failure traced here, before the thread does any work.
+    auto priority = std::make_shared<PriorityHandshake>();
     auto thread = std::make_unique<platform::Thread>();
-    if (!thread->createSuspended([this] { receiveThread(); })) return 1;
+    const bool created = thread->createSuspended([this, priority] {
+        priority->raised = platform::setCurrentThreadPriority(platform::ThreadPriority::TimeCritical);
+        priority->settled.set();
+        priority->resumed.wait(kHandshakeMs);
+        receiveThread();
+    });
+    if (!created) return 1;
     // The id is stored before the thread runs, so its first look finds it.
     mThreadId = thread->id();
     mThread = std::move(thread);
     mThread->resume();
+    if (!priority->settled.wait(kHandshakeMs) || !priority->raised) {
+        Tracer::instance()->trace(kTraceWarning,
+                                  "[WAVE :: WARNING] Session start incomplete - RTP to Wave thread priority change "
+                                  "failed");
+    }
+    priority->resumed.set();
     return 0;
 }
 
@@ -135,13 +169,14 @@ int Wave::stopSession() {
     platform::LockGuard guard(mLock);
     if (mThread) {
         mThreadId = 0;
+        Tracer::instance()->trace(kTraceStatus, "[WAVE] Thread terminated - RTP to Wave");
         // Closing the socket wakes the blocked receive; the thread then sees
         // the changed id and ends, and is joined before anything it uses
         // can go.
         if (mRtp) mRtp->close();
         mThread->join();
         mThread.reset();
-        Tracer::instance()->trace(kTraceStatus, "[WAVE] Thread terminated - RTP to Wave");
+        return 0;
     }
     if (mRtp) mRtp->close();
     return 0;
@@ -154,13 +189,6 @@ void Wave::receiveThread() {
         return;
     }
     Tracer::instance()->trace(kTraceDetail, "[WAVE :: Thread] Thread started - ID [%04d]", static_cast<int>(id));
-    // Best effort: without the privilege the thread runs on at normal
-    // priority.
-    if (!platform::setCurrentThreadPriority(platform::ThreadPriority::TimeCritical)) {
-        Tracer::instance()->trace(kTraceWarning,
-                                  "[WAVE :: WARNING] Session start incomplete - RTP to Wave thread priority change "
-                                  "failed");
-    }
     for (;;) {
         // A socket closed under the thread can bring nothing more: the
         // thread ends instead of spinning on it.
@@ -176,6 +204,25 @@ void Wave::receiveThread() {
         storePacket(*packet, arrival);
         RTP::releasePacket(&packet);
         mPacketsReceived.fetch_add(1);
+        mPacketTaken.set();
+    }
+}
+
+std::uint16_t Wave::boundPort() const {
+    platform::LockGuard guard(mLock);
+    return mRtp ? mRtp->boundPort() : 0;
+}
+
+bool Wave::waitForPacketsReceived(std::uint32_t count, unsigned timeoutMs) const {
+    const std::uint64_t deadline = platform::monotonicMs() + timeoutMs;
+    for (;;) {
+        // Reset before the look: a packet taken in between sets it again.
+        mPacketTaken.reset();
+        if (mPacketsReceived.load() >= count) return true;
+        const std::uint64_t now = platform::monotonicMs();
+        if (now >= deadline || !mPacketTaken.wait(static_cast<unsigned>(deadline - now))) {
+            return mPacketsReceived.load() >= count;
+        }
     }
 }
 
@@ -220,8 +267,8 @@ int Wave::sendVoice(const void* pcm, const int* length) {
     if (!use) return 1;
     // One whole frame: the codecs read 160 samples whatever the length says.
     if (pcm == nullptr || length == nullptr || *length != kFrameBytes) return 1;
-    const std::int32_t codec = mCodec.load();
-    int payloadLength = codec == kCodecG729 ? *length / 16 : *length / 2;
+    const auto codec = static_cast<PayloadType>(mCodec.load());
+    int payloadLength = codec == PayloadType::kG729 ? *length / 16 : *length / 2;
     RtpPacket* packet = RTP::createPacket(&payloadLength);
     if (packet == nullptr) {
         Tracer::instance()->trace(kTraceError, "[WAVE :: ERROR] Packet creation failed - RTP");
@@ -232,7 +279,7 @@ int Wave::sendVoice(const void* pcm, const int* length) {
     std::uint8_t* payload = packet->payload.get();
     bool coded = true;
     switch (codec) {
-        case kCodecG729: {
+        case PayloadType::kG729: {
             // Counts of this call alone: the receive thread has its own.
             int samplesIn = kFrameSamples;
             int bytesOut = kG729PayloadBytes;
@@ -240,13 +287,13 @@ int Wave::sendVoice(const void* pcm, const int* length) {
             codecLibEncode(&mEncoder, samples.data, &samplesIn, payload, &bytesOut, nullptr, 0);
             break;
         }
-        case kCodecPcmu:
+        case PayloadType::kPcmu:
             mG711->ulawCompress(payload, samples.data);
             break;
-        case kCodecPcma:
+        case PayloadType::kPcma:
             mG711->alawCompress(payload, samples.data);
             break;
-        case kCodecG722:
+        case PayloadType::kG722:
             std::memset(payload, kG722FillerByte, kG711PayloadBytes);
             break;
         default:
@@ -263,8 +310,8 @@ int Wave::sendVoice(const void* pcm, const int* length) {
 }
 
 bool Wave::decode(std::int32_t codec, const std::uint8_t* payload, std::int32_t payloadLength, std::int16_t* frame) {
-    switch (codec) {
-        case kCodecG729: {
+    switch (static_cast<PayloadType>(codec)) {
+        case PayloadType::kG729: {
             // A packet of more than 20 ms gives its first 20 ms; a shorter
             // one is dropped, never read past its end.
             if (payloadLength < kG729PayloadBytes) return false;
@@ -273,15 +320,15 @@ bool Wave::decode(std::int32_t codec, const std::uint8_t* payload, std::int32_t 
             codecLibDecode(&mDecoder, payload, &bytesIn, frame, &samplesOut, nullptr, 0);
             return true;
         }
-        case kCodecPcmu:
+        case PayloadType::kPcmu:
             if (payloadLength < kG711PayloadBytes) return false;
             mG711->ulawExpand(payload, frame);
             return true;
-        case kCodecPcma:
+        case PayloadType::kPcma:
             if (payloadLength < kG711PayloadBytes) return false;
             mG711->alawExpand(payload, frame, mAlawShift.load());
             return true;
-        case kCodecG722:
+        case PayloadType::kG722:
             // No G.722 decoder exists: any packet plays the fixed pattern.
             for (int i = 0; i < kFrameSamples; i += 20) std::copy(kG722Pattern, kG722Pattern + 20, frame + i);
             return true;

@@ -9,9 +9,13 @@
 #include <memory>
 
 #include "common/module.h"
+#include "common/payload_type.h"
+#include "common/voice_frame.h"
 #include "platform/clock.h"
+#include "platform/event.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
+#include "voice/rtp_port.h"
 
 class Buffer;
 class G711;
@@ -22,21 +26,17 @@ struct RtpPacket;
 
 class Wave : public Module {
 public:
-    // One voice frame: 160 samples at 8000 Hz, 20 ms.
-    static constexpr int kFrameBytes = 320;
-    static constexpr int kFrameSamples = 160;
-    static constexpr int kG711PayloadBytes = 160;
+    // The voice exports still name the frame through Wave.
+    static constexpr int kFrameBytes = ::kFrameBytes;
+    // One byte per sample for G.711; two 10-byte frames for G.729.
+    static constexpr int kG711PayloadBytes = kFrameSamples;
     static constexpr int kG729PayloadBytes = 20;
     // Room the caller of receiveVoice gives: a catch-up burst fills up to 8
     // frames.
-    static constexpr int kReceiveRoomBytes = 3200;
+    static constexpr int kReceiveRoomBytes = 10 * kFrameBytes;
 
-    // Payload types; each also selects the conversion on both paths.
-    static constexpr std::int32_t kCodecPcmu = 0;
-    static constexpr std::int32_t kCodecPcma = 8;
-    static constexpr std::int32_t kCodecG722 = 9;  // filler only: no such coder exists here
-    static constexpr std::int32_t kCodecG729 = 18;
-    // Until the first media description sets one, frames are dropped.
+    // Until the first media description sets a payload type, frames are
+    // dropped.
     static constexpr std::int32_t kCodecUndefined = -1;
 
     // What payload type 9 sends, and plays whatever arrives.
@@ -45,8 +45,9 @@ public:
                                                       -3856, -3856, -3856, -2688, -2560, -2304, -1440,
                                                       -768,  -376,  -1184, -2112, -2368, -2560};
 
+    // `localPort` is the port the session binds (0: the system's choice);
     // `clock` gives the arrival times of received packets.
-    explicit Wave(const platform::Clock& clock = platform::systemClock());
+    explicit Wave(std::uint16_t localPort = kRtpPort, const platform::Clock& clock = platform::systemClock());
     ~Wave() override;
     Wave(const Wave&) = delete;
     Wave& operator=(const Wave&) = delete;
@@ -68,8 +69,10 @@ public:
     int setRemotePort(std::int32_t port);
     int setLocalPort(std::int32_t port);
     int setRemoteAddress(std::uint32_t address);
-    // The payload type of both paths and of outgoing packets.
+    // The payload type of both paths and of outgoing packets; a value that
+    // isn't a PayloadType drops frames.
     int setCodec(std::int32_t codec);
+    int setCodec(PayloadType codec) { return setCodec(toInt(codec)); }
     // 0 selects the standard A-law expansion, anything else the default one
     // 6 dB lower.
     void setAlaw(std::int32_t flag);
@@ -96,8 +99,12 @@ public:
     std::int32_t codec() const { return mCodec.load(); }
     std::int32_t alawShift() const { return mAlawShift.load(); }
     bool sessionRunning() const { return mThreadId.load() != 0; }
+    // The port the session's socket is bound to; 0 without a session.
+    std::uint16_t boundPort() const;
     // RTP packets the receive thread has taken in, stored or dropped.
     std::uint32_t packetsReceived() const { return mPacketsReceived.load(); }
+    // True once `count` packets have been taken in, within `timeoutMs`.
+    bool waitForPacketsReceived(std::uint32_t count, unsigned timeoutMs) const;
 
 private:
     class PathUse;
@@ -106,8 +113,9 @@ private:
     bool decode(std::int32_t codec, const std::uint8_t* payload, std::int32_t payloadLength, std::int16_t* frame);
     void closeCodecHandles();
 
+    const std::uint16_t mLocalPort;
     const platform::Clock& mClock;
-    platform::RecursiveLock mLock;  // the lifecycle and the setters
+    mutable platform::RecursiveLock mLock;  // the lifecycle and the setters
     std::atomic<bool> mVoiceActive{false};
     std::unique_ptr<Buffer> mBuffer;
     std::unique_ptr<RTP> mRtp;
@@ -118,6 +126,7 @@ private:
     std::atomic<std::int32_t> mCodec{kCodecUndefined};
     std::atomic<std::int32_t> mAlawShift{3};
     std::atomic<std::uint32_t> mPacketsReceived{0};
+    mutable platform::ManualResetEvent mPacketTaken;
     CodecHandle* mEncoder = nullptr;  // used by the send path only
     CodecHandle* mDecoder = nullptr;  // used by the receive thread only
 

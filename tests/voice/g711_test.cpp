@@ -1,15 +1,16 @@
+// Every sample and every code through the frame operations, against the
+// companding laws written out from their description, one search per
+// sample.
 #include "voice/g711.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <vector>
 
 namespace {
 
-// The companding laws written out from their description, one search per
-// sample, as the reference for the tables.
 std::uint8_t referenceUlaw(int sample) {
     int value = sample >> 2;
     const int mask = value < 0 ? 0x7F : 0xFF;
@@ -20,6 +21,12 @@ std::uint8_t referenceUlaw(int sample) {
     for (int end = 0x3F; segment < 8 && value > end; end = (end << 1) | 1) ++segment;
     if (segment == 8) return static_cast<std::uint8_t>(0x7F ^ mask);
     return static_cast<std::uint8_t>(((segment << 4) | ((value >> (segment + 1)) & 0x0F)) ^ mask);
+}
+
+int referenceUlawExpand(std::uint8_t code) {
+    const int c = ~code & 0xFF;
+    const int magnitude = (((c & 0x0F) << 3) + 0x84) << ((c >> 4) & 0x07);
+    return (c & 0x80) ? 0x84 - magnitude : magnitude - 0x84;
 }
 
 // The standard's A-law compression (13-bit, shift by 3).
@@ -34,13 +41,20 @@ std::uint8_t referenceStandardAlaw(int sample) {
     return static_cast<std::uint8_t>(((segment << 4) | mantissa) ^ mask);
 }
 
-int referenceUlawExpand(std::uint8_t code) {
-    const int c = ~code & 0xFF;
-    const int magnitude = (((c & 0x0F) << 3) + 0x84) << ((c >> 4) & 0x07);
-    return (c & 0x80) ? 0x84 - magnitude : magnitude - 0x84;
+int referenceAlawExpand(std::uint8_t code, int shift) {
+    const int c = code ^ 0x55;
+    const int segment = (c & 0x70) >> 4;
+    int t = (c & 0x0F) << shift;
+    if (segment == 0) {
+        t += 8;
+    } else {
+        t += 0x108;
+        if (segment > 1) t <<= segment - 1;
+    }
+    return (c & 0x80) ? t : -t;
 }
 
-// Half the width of the quantisation step that holds `linear`, u-law.
+// Half the width of the u-law step that holds `linear`.
 int ulawHalfStep(int linear) {
     const int magnitude = std::abs(linear) + 0x84;
     int step = 8;
@@ -48,126 +62,93 @@ int ulawHalfStep(int linear) {
     return step / 2;
 }
 
-TEST(G711, ExpandsTheDocumentedCodes) {
-    EXPECT_EQ(G711::ulawToLinear(0xFF), 0);
-    EXPECT_EQ(G711::ulawToLinear(0x7F), 0);
-    EXPECT_EQ(G711::alawToLinear(0xD5, 4), 8);
-    EXPECT_EQ(G711::alawToLinear(0xD5, 3), 8);
+// Every 16-bit sample, then every 8-bit code, in whole frames.
+std::vector<std::int16_t> allSamples() {
+    std::vector<std::int16_t> samples;
+    for (int s = -32768; s <= 32767; ++s) samples.push_back(static_cast<std::int16_t>(s));
+    samples.resize((samples.size() + kFrameSamples - 1) / kFrameSamples * kFrameSamples, 0);
+    return samples;
 }
 
-TEST(G711, CompressesFullScaleAlawAsTheStandardDoesHalfOfIt) {
-    EXPECT_EQ(G711::linearToAlaw(32767), 0xBA);
-    EXPECT_EQ(referenceStandardAlaw(16383), 0xBA);
+std::vector<std::uint8_t> allCodes() {
+    std::vector<std::uint8_t> codes(2 * kFrameSamples, 0);
+    for (int c = 0; c < 256; ++c) codes[c] = static_cast<std::uint8_t>(c);
+    return codes;
 }
 
-struct UlawCase {
-    int linear;
-    std::uint8_t code;
-};
-
-TEST(G711, UlawCompressesKnownSamples) {
-    const UlawCase cases[] = {
-        {0, 0xFF},      {-1, 0x7E},    {1, 0xFF},      {4, 0xFE},    {32767, 0x80},
-        {-32768, 0x00}, {32635, 0x80}, {-32635, 0x00}, {1000, 0xCE}, {-1000, 0x4E},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(G711::linearToUlaw(static_cast<std::int16_t>(c.linear)), c.code) << c.linear;
-    }
+template <typename In, typename Out, typename Convert>
+std::vector<Out> byFrames(const std::vector<In>& in, Convert convert) {
+    std::vector<Out> out(in.size());
+    for (std::size_t at = 0; at < in.size(); at += kFrameSamples) convert(in.data() + at, out.data() + at);
+    return out;
 }
 
-struct AlawCase {
-    std::uint8_t code;
-    int shift4;
-    int shift3;
-};
-
-TEST(G711, AlawExpandsWithEitherMantissaShift) {
-    const AlawCase cases[] = {
-        {0xD5, 8, 8},       {0x55, -8, -8},       {0xD4, 24, 16},         {0xC5, 264, 264},
-        {0xE5, 1056, 1056}, {0xAA, 32256, 24576}, {0x2A, -32256, -24576},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(G711::alawToLinear(c.code, 4), c.shift4) << int{c.code};
-        EXPECT_EQ(G711::alawToLinear(c.code, 3), c.shift3) << int{c.code};
-    }
-}
-
-TEST(G711, UnknownAlawShiftCountsAsThree) {
-    for (int code = 0; code < 256; ++code) {
-        const auto c = static_cast<std::uint8_t>(code);
-        EXPECT_EQ(G711::alawToLinear(c, 7), G711::alawToLinear(c, 3));
-        EXPECT_EQ(G711::alawToLinear(c, 0), G711::alawToLinear(c, 3));
-    }
-}
-
-TEST(G711, UlawMatchesTheReferenceOverEverySample) {
-    for (int sample = -32768; sample <= 32767; ++sample) {
-        const std::uint8_t code = G711::linearToUlaw(static_cast<std::int16_t>(sample));
-        ASSERT_EQ(code, referenceUlaw(sample)) << sample;
-        const int back = G711::ulawToLinear(code);
-        ASSERT_EQ(back, referenceUlawExpand(code)) << sample;
+TEST(G711, UlawOverEverySampleAndCode) {
+    const G711 g711;
+    const auto samples = allSamples();
+    const auto coded = byFrames<std::int16_t, std::uint8_t>(
+        samples, [&](const std::int16_t* in, std::uint8_t* out) { g711.ulawCompress(out, in); });
+    const auto back = byFrames<std::uint8_t, std::int16_t>(
+        coded, [&](const std::uint8_t* in, std::int16_t* out) { g711.ulawExpand(in, out); });
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const int sample = samples[i];
+        ASSERT_EQ(coded[i], referenceUlaw(sample)) << sample;
+        ASSERT_EQ(G711::linearToUlaw(samples[i]), coded[i]) << sample;
         // Within the clipping range the round trip stays inside one step.
         if (sample >= -32635 && sample <= 32635) {
-            ASSERT_LE(std::abs(back - sample), ulawHalfStep(back) + 4) << sample;
+            ASSERT_LE(std::abs(back[i] - sample), ulawHalfStep(back[i]) + 4) << sample;
         }
     }
-}
-
-TEST(G711, UlawCodesSurviveExpandAndCompress) {
-    for (int code = 0; code < 256; ++code) {
-        const auto c = static_cast<std::uint8_t>(code);
-        const std::uint8_t again = G711::linearToUlaw(G711::ulawToLinear(c));
+    const auto codes = allCodes();
+    const auto linear = byFrames<std::uint8_t, std::int16_t>(
+        codes, [&](const std::uint8_t* in, std::int16_t* out) { g711.ulawExpand(in, out); });
+    for (int c = 0; c < 256; ++c) {
+        ASSERT_EQ(linear[c], referenceUlawExpand(codes[c])) << c;
+        ASSERT_EQ(G711::ulawToLinear(codes[c]), linear[c]) << c;
+        ASSERT_EQ(linear[c], -linear[c ^ 0x80]) << c;
         // 0x7F is negative zero; it comes back as positive zero.
-        EXPECT_EQ(again, code == 0x7F ? 0xFF : c) << code;
-        EXPECT_EQ(G711::ulawToLinear(c), -G711::ulawToLinear(static_cast<std::uint8_t>(c ^ 0x80))) << code;
+        ASSERT_EQ(G711::linearToUlaw(linear[c]), c == 0x7F ? 0xFF : c) << c;
     }
+    EXPECT_EQ(linear[0xFF], 0);
+    EXPECT_EQ(linear[0x7F], 0);
 }
 
-TEST(G711, AlawCompressIsTheStandardsCodeForHalfTheSample) {
-    for (int sample = -32768; sample <= 32767; ++sample) {
-        ASSERT_EQ(G711::linearToAlaw(static_cast<std::int16_t>(sample)), referenceStandardAlaw(sample >> 1)) << sample;
-    }
-}
-
-TEST(G711, AlawRoundTripWithStandardShiftGivesHalfTheSignal) {
-    for (int sample = -32768; sample <= 32767; ++sample) {
-        const int back = G711::alawToLinear(G711::linearToAlaw(static_cast<std::int16_t>(sample)), 4);
-        const int half = sample / 2;
+// The terminal's A-law compression is the standard's for half the sample;
+// its expansion takes a mantissa shift of 4 (the standard's) or 3 (6 dB
+// lower), and any other shift counts as 3.
+TEST(G711, AlawOverEverySampleAndCode) {
+    const G711 g711;
+    const auto samples = allSamples();
+    const auto coded = byFrames<std::int16_t, std::uint8_t>(
+        samples, [&](const std::int16_t* in, std::uint8_t* out) { g711.alawCompress(out, in); });
+    const auto back = byFrames<std::uint8_t, std::int16_t>(
+        coded, [&](const std::uint8_t* in, std::int16_t* out) { g711.alawExpand(in, out, 4); });
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const int sample = samples[i];
+        ASSERT_EQ(coded[i], referenceStandardAlaw(sample >> 1)) << sample;
+        ASSERT_EQ(G711::linearToAlaw(samples[i]), coded[i]) << sample;
         // The step is 16 below 512, doubling per segment up to 1024.
+        const int half = sample / 2;
         int step = 16;
         for (int end = 512; std::abs(half) >= end && step < 1024; end <<= 1) step <<= 1;
-        ASSERT_LE(std::abs(back - half), step) << sample;
+        ASSERT_LE(std::abs(back[i] - half), step) << sample;
     }
-}
+    EXPECT_EQ(G711::linearToAlaw(32767), 0xBA);
+    EXPECT_EQ(referenceStandardAlaw(16383), 0xBA);
 
-TEST(G711, AlawCodesSurviveStandardExpandAndCompressOfDoubleTheSample) {
-    for (int code = 0; code < 256; ++code) {
-        const auto c = static_cast<std::uint8_t>(code);
-        const int linear = G711::alawToLinear(c, 4);
-        EXPECT_EQ(referenceStandardAlaw(linear), c) << code;
-    }
-}
-
-TEST(G711, FrameOperationsConvertEachSampleAlike) {
-    G711 g711;
-    std::array<std::int16_t, G711::kFrameSamples> pcm{};
-    for (int i = 0; i < G711::kFrameSamples; ++i) pcm[i] = static_cast<std::int16_t>(i * 409 - 32768);
-    std::array<std::uint8_t, G711::kFrameSamples> ulaw{};
-    std::array<std::uint8_t, G711::kFrameSamples> alaw{};
-    g711.ulawCompress(ulaw.data(), pcm.data());
-    g711.alawCompress(alaw.data(), pcm.data());
-    std::array<std::int16_t, G711::kFrameSamples> fromUlaw{};
-    std::array<std::int16_t, G711::kFrameSamples> fromAlaw3{};
-    std::array<std::int16_t, G711::kFrameSamples> fromAlaw4{};
-    g711.ulawExpand(ulaw.data(), fromUlaw.data());
-    g711.alawExpand(alaw.data(), fromAlaw3.data(), 3);
-    g711.alawExpand(alaw.data(), fromAlaw4.data(), 4);
-    for (int i = 0; i < G711::kFrameSamples; ++i) {
-        EXPECT_EQ(ulaw[i], G711::linearToUlaw(pcm[i]));
-        EXPECT_EQ(alaw[i], G711::linearToAlaw(pcm[i]));
-        EXPECT_EQ(fromUlaw[i], G711::ulawToLinear(ulaw[i]));
-        EXPECT_EQ(fromAlaw3[i], G711::alawToLinear(alaw[i], 3));
-        EXPECT_EQ(fromAlaw4[i], G711::alawToLinear(alaw[i], 4));
+    const auto codes = allCodes();
+    for (int shift : {3, 4, 0, 7}) {
+        const auto linear = byFrames<std::uint8_t, std::int16_t>(
+            codes, [&](const std::uint8_t* in, std::int16_t* out) { g711.alawExpand(in, out, shift); });
+        const int effective = shift == 4 ? 4 : 3;
+        for (int c = 0; c < 256; ++c) {
+            ASSERT_EQ(linear[c], referenceAlawExpand(codes[c], effective)) << c << " shift " << shift;
+            ASSERT_EQ(G711::alawToLinear(codes[c], shift), linear[c]) << c << " shift " << shift;
+            if (shift == 4) {
+                ASSERT_EQ(referenceStandardAlaw(linear[c]), c) << c;
+            }
+        }
+        EXPECT_EQ(linear[0xD5], 8) << shift;
     }
 }
 

@@ -16,15 +16,11 @@ namespace {
 constexpr std::uint32_t kLoopback = 0x7F000001;
 
 // An RTP on a port of the system's choosing whose packets come back to
-// itself: the destination port is the local one until told otherwise.
+// itself: the destination port is the bound one until told otherwise.
 class LoopedRtp : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(rtp.start(), 0);
-        platform::UdpSocket probe;  // a port nobody holds just now
-        ASSERT_TRUE(probe.open(0));
-        rtp.setLocalPort(probe.localPort());
-        probe.close();
         rtp.setRemoteAddress(kLoopback);
         ASSERT_EQ(rtp.open(0x11223344), 0);
         // A receive that waits for a datagram that never comes fails the
@@ -55,7 +51,7 @@ protected:
     }
     std::unique_ptr<RtpPacket> receive(int* length) { return std::unique_ptr<RtpPacket>(rtp.receive(length)); }
 
-    RTP rtp;
+    RTP rtp{0};
     RtpPacket mUnset;
 
 private:
@@ -126,19 +122,16 @@ TEST_F(LoopedRtp, ReceiveAppliesTheChecksAndGoesOn) {
         return bytes;
     };
     // A refused datagram gives null and nothing else: the next receive gives
-    // the datagram after it.
+    // the datagram after it. (The checks themselves: rtp_header_test.cpp.)
     const struct {
         const char* name;
         std::vector<std::uint8_t> bytes;
         std::optional<int> payload;  // none: no packet
     } cases[] = {
-        {"header only", datagram(0x80, 0), std::nullopt},
-        {"one payload byte", datagram(0x80, 1), 1},
         {"version 1", datagram(0x40, 20), std::nullopt},
-        {"padding beyond the payload", datagram(0xA0, 20, 21), std::nullopt},
-        {"padding of the whole payload", datagram(0xA0, 20, 20), 0},
+        {"padding of 4", datagram(0xA0, 20, 4), 16},
         {"larger than a packet", std::vector<std::uint8_t>(1501, 0x80), std::nullopt},
-        {"a good one after it", datagram(0x80, 1), 1},
+        {"a good one after them", datagram(0x80, 1), 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -33,7 +33,7 @@ protected:
         // The delay history outlives calls; each test starts from none.
         BufferHistory::processWide() = BufferHistory{};
         ASSERT_EQ(wave.start(), 0);
-        wave.setCodec(Wave::kCodecPcmu);
+        wave.setCodec(PayloadType::kPcmu);
         wave.setVoiceActive(true);
     }
 
@@ -73,12 +73,15 @@ TEST_F(WaveTest, EachCodecDecodesAsTheReferenceAndPlaysThroughTheDelayLine) {
     const std::vector<Payload> g729 = sim::encodeStream(sim::kPayloadG729, sim::voicedSignal(160 * 8));
     const Payload odd = {1, 2, 3, 4, 5, 6, 7};
     Payload ramp(160);
+    // What payload type 9 plays whatever arrives: eight times this.
+    const std::int16_t filler[20] = {-3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856, -3856,
+                                     -2688, -2560, -2304, -1440, -768,  -376,  -1184, -2112, -2368, -2560};
     Frame shift3, shift4, pattern;
     for (int i = 0; i < 160; ++i) {
         ramp[i] = static_cast<std::uint8_t>(i * 37);
         shift3.push_back(G711::alawToLinear(ramp[i], 3));
         shift4.push_back(G711::alawToLinear(ramp[i], 4));
-        pattern.push_back(Wave::kG722Pattern[i % 20]);
+        pattern.push_back(filler[i % 20]);
     }
     const struct {
         const char* name;
@@ -89,12 +92,13 @@ TEST_F(WaveTest, EachCodecDecodesAsTheReferenceAndPlaysThroughTheDelayLine) {
         std::vector<Frame> decoded;
     } cases[] = {
         // The session's codec decides, not the packet's payload type.
-        {"u-law sent as type 8", Wave::kCodecPcmu, 1, 8, ulaw, frames(sim::decodeStream(sim::kPayloadPcmu, ulaw))},
-        {"G.729", Wave::kCodecG729, 1, 18, g729, frames(sim::decodeStream(sim::kPayloadG729, g729))},
-        {"A-law, shift 3", Wave::kCodecPcma, 1, 8, {ramp, ramp, ramp}, {shift3, shift3, shift3}},
-        {"A-law, shift 4", Wave::kCodecPcma, 0, 8, {ramp, ramp, ramp}, {shift4, shift4, shift4}},
-        {"A-law, flag 2 acts as 1", Wave::kCodecPcma, 2, 8, {ramp, ramp, ramp}, {shift3, shift3, shift3}},
-        {"type 9: the fixed pattern", Wave::kCodecG722, 1, 9, {odd, odd, odd}, {pattern, pattern, pattern}},
+        {"u-law sent as type 8", toInt(PayloadType::kPcmu), 1, 8, ulaw,
+         frames(sim::decodeStream(sim::kPayloadPcmu, ulaw))},
+        {"G.729", toInt(PayloadType::kG729), 1, 18, g729, frames(sim::decodeStream(sim::kPayloadG729, g729))},
+        {"A-law, shift 3", toInt(PayloadType::kPcma), 1, 8, {ramp, ramp, ramp}, {shift3, shift3, shift3}},
+        {"A-law, shift 4", toInt(PayloadType::kPcma), 0, 8, {ramp, ramp, ramp}, {shift4, shift4, shift4}},
+        {"A-law, flag 2 acts as 1", toInt(PayloadType::kPcma), 2, 8, {ramp, ramp, ramp}, {shift3, shift3, shift3}},
+        {"type 9: the fixed pattern", toInt(PayloadType::kG722), 1, 9, {odd, odd, odd}, {pattern, pattern, pattern}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -116,10 +120,10 @@ TEST_F(WaveTest, StoreTakesAFullPayloadOfAKnownCodecWhileVoiceIsActive) {
         std::size_t bytes;
         int result;
     } cases[] = {
-        {Wave::kCodecPcmu, true, 159, 1},      {Wave::kCodecPcmu, true, 160, 0},
-        {Wave::kCodecPcma, true, 159, 1},      {Wave::kCodecG729, true, 19, 1},
-        {Wave::kCodecG729, true, 40, 0},       {Wave::kCodecPcmu, false, 160, 1},
-        {Wave::kCodecUndefined, true, 160, 1}, {99, true, 160, 1},
+        {toInt(PayloadType::kPcmu), true, 159, 1}, {toInt(PayloadType::kPcmu), true, 160, 0},
+        {toInt(PayloadType::kPcma), true, 159, 1}, {toInt(PayloadType::kG729), true, 19, 1},
+        {toInt(PayloadType::kG729), true, 40, 0},  {toInt(PayloadType::kPcmu), false, 160, 1},
+        {Wave::kCodecUndefined, true, 160, 1},     {99, true, 160, 1},
     };
     std::uint16_t sequence = 0;
     for (const auto& c : cases) {
@@ -146,11 +150,10 @@ TEST_F(WaveTest, SendVoiceTakesExactlyOneFrameOfAKnownCodec) {
 }
 
 TEST(WaveLifecycle, StartSessionAndShutdownMayBeRepeated) {
-    Wave wave;
+    Wave wave(0);
     EXPECT_EQ(wave.startSession(), 1);
     ASSERT_EQ(wave.start(), 0);
     // No remote address yet: no session.
-    wave.setLocalPort(0);
     EXPECT_EQ(wave.startSession(), 1);
     wave.setRemoteAddress(0x7F000001);
     ASSERT_EQ(wave.startSession(), 0);
