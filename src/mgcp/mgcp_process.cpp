@@ -2,7 +2,11 @@
 // sends leaves through transmit.
 #include <string_view>
 
+#include "mgcp/command_reader.h"
+#include "mgcp/datagram_view.h"
 #include "mgcp/local_description.h"
+#include "mgcp/signal_block.h"
+#include "mgcp/signal_list.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
 #include "platform/socket_error.h"
@@ -72,25 +76,43 @@ int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, Mgcp
 }
 
 void MGCP::answerCommand(MgcpOperation code, MediaSession& session, const MgcpPacket* packet) {
-    // The answers echo the command's number, read from behind the verb.
-    if (packet != nullptr && packet->length > 4 && packet->payload[4] == ' ') {
-        session.mLastTid = readTransactionId(packet->bytes());
-    }
+    const DatagramView datagram = packet != nullptr ? DatagramView(packet->bytes()) : DatagramView();
+    // Events reach the parent before the answer leaves; the answer goes out
+    // whatever the reading gave.
+    const bool takeLock = false;
     switch (code) {
         case MgcpOperation::kCrcx:
-            sendResponse(session, "100", false);
-            sendResponse(session, "200", true);
-            break;
         case MgcpOperation::kMdcx:
-            sendResponse(session, "100", true);
+        case MgcpOperation::kDlcxReceived: {
+            if (readCommand(code, datagram, session) && mParent != nullptr) {
+                const CoreEvent event{toInt(code)};
+                mParent->onMgcpEvent(&event, nullptr, &takeLock);
+            }
+            if (code == MgcpOperation::kCrcx) {
+                sendResponse(session, "100", false);
+                sendResponse(session, "200", true);
+            } else if (code == MgcpOperation::kMdcx) {
+                sendResponse(session, "100", true);
+                sendResponse(session, "200", false);
+            } else {
+                sendResponse(session, "250", false);
+            }
+            break;
+        }
+        case MgcpOperation::kRqnt: {
+            // One event per signal, in list order; the answer only after
+            // the last of them.
+            SignalList signals(packet != nullptr ? packet->bytes() : std::span<const std::uint8_t>());
+            SignalBlock block;
+            const CoreEvent event{toInt(MgcpOperation::kRqnt)};
+            while (signals.pending()) {
+                if (signals.next(session, block) && mParent != nullptr) {
+                    mParent->onMgcpEvent(&event, block.data(), &takeLock);
+                }
+            }
             sendResponse(session, "200", false);
             break;
-        case MgcpOperation::kDlcxReceived:
-            sendResponse(session, "250", false);
-            break;
-        case MgcpOperation::kRqnt:
-            sendResponse(session, "200", false);
-            break;
+        }
         default:
             break;
     }
