@@ -2,18 +2,18 @@
 // sends leaves through transmit.
 #include <string_view>
 
+#include "common/tracer.h"
 #include "mgcp/command_reader.h"
 #include "mgcp/datagram_view.h"
 #include "mgcp/local_description.h"
-#include "mgcp/signal_block.h"
-#include "mgcp/signal_list.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
-#include "platform/socket_error.h"
 #include "mgcp/mgcp_messages.h"
 #include "mgcp/packet_writer.h"
 #include "mgcp/retransmit_buffer.h"
-#include "common/tracer.h"
+#include "mgcp/signal_block.h"
+#include "mgcp/signal_list.h"
+#include "platform/socket_error.h"
 
 namespace {
 

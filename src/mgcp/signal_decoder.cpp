@@ -41,8 +41,8 @@ struct LampState {
     std::int32_t code;
 };
 constexpr LampState kLampStates[] = {
-    {"off", 0},   {"gon", 1},   {"g3i", 2},   {"g3si", 3},  {"g6i", 4},  {"g6si", 5},  {"g12i", 6},  {"g24i", 7},
-    {"ron", 8},   {"r3i", 9},   {"r3si", 10}, {"r6i", 11},  {"r6si", 12}, {"r12i", 13}, {"r24i", 14},
+    {"off", 0}, {"gon", 1}, {"g3i", 2},   {"g3si", 3}, {"g6i", 4},   {"g6si", 5},  {"g12i", 6},  {"g24i", 7},
+    {"ron", 8}, {"r3i", 9}, {"r3si", 10}, {"r6i", 11}, {"r6si", 12}, {"r12i", 13}, {"r24i", 14},
 };
 
 SignalResult decodeKeyState(const DatagramView& args, SignalBlock& block) {
@@ -195,9 +195,9 @@ struct SignalEntry {
 
 // Tried in this order against the name.
 constexpr SignalEntry kSignals[] = {
-    {"hset", decodeHset},        {"pctl", decodePctl},       {"ks", decodeKeyState},   {"pgmm", decodeProgramMode},
-    {"cspc", decodeKeyPadMode},  {"vctl", decodeVolume},     {"ring", decodeRing},     {"tone", decodeToneCommand},
-    {"slc", decodeKeyLabels},    {"las", decodeLampText},    {"dtm", decodeDtmSignal}, {"lcdp", decodeLcdp},
+    {"hset", decodeHset},       {"pctl", decodePctl},    {"ks", decodeKeyState},   {"pgmm", decodeProgramMode},
+    {"cspc", decodeKeyPadMode}, {"vctl", decodeVolume},  {"ring", decodeRing},     {"tone", decodeToneCommand},
+    {"slc", decodeKeyLabels},   {"las", decodeLampText}, {"dtm", decodeDtmSignal}, {"lcdp", decodeLcdp},
 };
 
 }  // namespace

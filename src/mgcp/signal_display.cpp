@@ -23,9 +23,8 @@ struct FixedRecord {
 };
 
 constexpr FixedRecord kFixedRecords[] = {
-    {"3201000000000000", "navend"}, {"300100000000", "cls"}, {"220500030A0A04", "cls"},
-    {"300A", "cll"},                {"3007000018", "key"},   {"3003000018", "rkey"},
-    {"3008000018", "rkey"},
+    {"3201000000000000", "navend"}, {"300100000000", "cls"}, {"220500030A0A04", "cls"}, {"300A", "cll"},
+    {"3007000018", "key"},          {"3003000018", "rkey"},  {"3008000018", "rkey"},
 };
 
 // The fixed texts; false when `t` begins with none of them.
@@ -131,8 +130,8 @@ void decodeDtmSet(const DatagramView& a, SignalBlock& block) {
     block.putByte(8, biased(a, 26 + 2 * c));
     const std::uint8_t first[4] = {readHexByte(a, 10), readHexByte(a, 12), readHexByte(a, 14), readHexByte(a, 16)};
     putMasked(block, 9, 10, first);
-    const std::uint8_t second[4] = {readHexByte(a, 18 + 2 * c), readHexByte(a, 20 + 2 * c),
-                                    readHexByte(a, 22 + 2 * c), readHexByte(a, 24 + 2 * c)};
+    const std::uint8_t second[4] = {readHexByte(a, 18 + 2 * c), readHexByte(a, 20 + 2 * c), readHexByte(a, 22 + 2 * c),
+                                    readHexByte(a, 24 + 2 * c)};
     putMasked(block, 14, 15, second);
     for (std::size_t i = 0; i < c; ++i) block.putByte(19 + i, readHexByte(a, 18 + 2 * i));
 }

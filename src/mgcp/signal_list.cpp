@@ -56,7 +56,8 @@ bool SignalList::next(MediaSession& session, SignalBlock& block) {
     // as zero again.
     const std::size_t removed = comma + 1 - listAt;
     std::copy(mBytes.begin() + static_cast<std::ptrdiff_t>(comma + 1),
-              mBytes.begin() + static_cast<std::ptrdiff_t>(mLength), mBytes.begin() + static_cast<std::ptrdiff_t>(listAt));
+              mBytes.begin() + static_cast<std::ptrdiff_t>(mLength),
+              mBytes.begin() + static_cast<std::ptrdiff_t>(listAt));
     std::fill(mBytes.begin() + static_cast<std::ptrdiff_t>(mLength - removed),
               mBytes.begin() + static_cast<std::ptrdiff_t>(mLength), 0);
     mLength -= removed;
