@@ -1,5 +1,6 @@
 #include "mgcp/command_reader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -51,7 +52,7 @@ public:
         if (mLine < kTagLength || mLine >= kMaxCallIdLine) return;
         const std::string_view value = mPacket.text(at + kTagLength, mLine - kTagLength);
         std::memset(mSession.mCallId, 0, sizeof mSession.mCallId);
-        std::memcpy(mSession.mCallId, value.data(), value.size());
+        std::copy(value.begin(), value.end(), mSession.mCallId);
     }
     void localOptions(std::size_t at) {
         updateLine(at);
@@ -94,7 +95,7 @@ std::optional<std::size_t> readCommandLine(const DatagramView& packet, MediaSess
     if (tokenEnd == DatagramView::npos) return 0;
     const std::string_view token = packet.text(tidEnd + 1, tokenEnd - tidEnd - 1);
     const std::size_t nameLength = fieldLength(session.mEndpointName);
-    if (token.size() < nameLength || std::memcmp(token.data(), session.mEndpointName, nameLength) != 0) {
+    if (token.substr(0, nameLength) != std::string_view(session.mEndpointName, nameLength)) {
         return std::nullopt;
     }
     if (token.size() > nameLength) {

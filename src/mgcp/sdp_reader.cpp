@@ -1,5 +1,6 @@
 #include "mgcp/sdp_reader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -27,7 +28,7 @@ template <std::size_t N>
 bool storeText(char (&field)[N], std::string_view value) {
     if (value.size() > N) return false;
     std::memset(field, 0, N);
-    std::memcpy(field, value.data(), value.size());
+    std::copy(value.begin(), value.end(), field);
     return true;
 }
 
