@@ -193,16 +193,6 @@ bool CallAgent::waitForObserved(std::string_view event, int timeoutMs, std::size
         timeoutMs);
 }
 
-std::string CallAgent::answerTo(std::uint32_t tid) const {
-    const std::string prefix = " " + std::to_string(tid);
-    for (const Datagram& d : mServer.received()) {
-        const std::string_view t = d.text();
-        const std::size_t blank = t.find(' ');
-        if (blank == 3 && t.substr(3, prefix.size()) == prefix) return std::string(t);
-    }
-    return {};
-}
-
 char CallAgent::digitOf(std::string_view observed) {
     if (observed.size() != 6 || observed.substr(0, 5) != "fk073") {
         if (observed == "fk072a") return '*';

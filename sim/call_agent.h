@@ -73,9 +73,6 @@ public:
     std::vector<std::string> observedEvents() const;
     // Waits until `event` is among the observed events from index `from` on.
     bool waitForObserved(std::string_view event, int timeoutMs, std::size_t from = 0) const;
-    // The terminal's answer to the command with number `tid`, or empty.
-    std::string answerTo(std::uint32_t tid) const;
-    std::uint32_t lastTid() const { return mNextTid - 1; }
 
     // Hex text of an lcdp text record of type "22".
     static std::string displayRecord(std::string_view text, int column, int row);

@@ -119,6 +119,7 @@ struct CodecCase {
     int payloadType;
     const char* name;
     double minCorrelation;
+    friend void PrintTo(const CodecCase& c, std::ostream* os) { *os << "payload type " << c.payloadType; }
 };
 
 class IncomingCallE2E : public CallE2E, public ::testing::WithParamInterface<CodecCase> {};
