@@ -45,15 +45,13 @@ int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, Mgcp
     MgcpParent* parent = mParent;
     if (parent != nullptr) parent->lockSignal(&on);
     int result = 0;
-    {
+    if (code == MgcpOperation::kCrcx || code == MgcpOperation::kMdcx || code == MgcpOperation::kDlcxReceived ||
+        code == MgcpOperation::kRqnt) {
+        // Takes mLock itself, around the reading and the answers.
+        answerCommand(code, *data, packet);
+    } else {
         platform::LockGuard lock(mLock);
         switch (code) {
-            case MgcpOperation::kCrcx:
-            case MgcpOperation::kMdcx:
-            case MgcpOperation::kDlcxReceived:
-            case MgcpOperation::kRqnt:
-                answerCommand(code, *data, packet);
-                break;
             case MgcpOperation::kDlcxSent:
                 result = sendDlcx(*data);
                 break;
@@ -76,18 +74,30 @@ int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, Mgcp
 }
 
 void MGCP::answerCommand(MgcpOperation code, MediaSession& session, const MgcpPacket* packet) {
+    // The parent handles each event under the signal lock that the caller
+    // holds and under its own lock, which it takes; mLock is left free then,
+    // so that every path takes the locks in one order: signal lock, the
+    // parent's lock, mLock. The session is written only under the signal
+    // lock, so the parent reads it whole.
     const DatagramView datagram = packet != nullptr ? DatagramView(packet->bytes()) : DatagramView();
+    const bool takeLock = false;
+    const auto raise = [this, &takeLock](MgcpOperation op, const char* data) {
+        const CoreEvent event{toInt(op)};
+        if (mParent != nullptr) mParent->onMgcpEvent(&event, data, &takeLock);
+    };
     // Events reach the parent before the answer leaves; the answer goes out
     // whatever the reading gave.
-    const bool takeLock = false;
     switch (code) {
         case MgcpOperation::kCrcx:
         case MgcpOperation::kMdcx:
         case MgcpOperation::kDlcxReceived: {
-            if (readCommand(code, datagram, session) && mParent != nullptr) {
-                const CoreEvent event{toInt(code)};
-                mParent->onMgcpEvent(&event, nullptr, &takeLock);
+            bool accepted = false;
+            {
+                platform::LockGuard lock(mLock);
+                accepted = readCommand(code, datagram, session);
             }
+            if (accepted) raise(code, nullptr);
+            platform::LockGuard lock(mLock);
             if (code == MgcpOperation::kCrcx) {
                 sendResponse(session, "100", false);
                 sendResponse(session, "200", true);
@@ -104,12 +114,15 @@ void MGCP::answerCommand(MgcpOperation code, MediaSession& session, const MgcpPa
             // the last of them.
             SignalList signals(packet != nullptr ? packet->bytes() : std::span<const std::uint8_t>());
             SignalBlock block;
-            const CoreEvent event{toInt(MgcpOperation::kRqnt)};
             while (signals.pending()) {
-                if (signals.next(session, block) && mParent != nullptr) {
-                    mParent->onMgcpEvent(&event, block.data(), &takeLock);
+                bool accepted = false;
+                {
+                    platform::LockGuard lock(mLock);
+                    accepted = signals.next(session, block);
                 }
+                if (accepted) raise(MgcpOperation::kRqnt, block.data());
             }
+            platform::LockGuard lock(mLock);
             sendResponse(session, "200", false);
             break;
         }

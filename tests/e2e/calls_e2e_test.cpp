@@ -20,6 +20,7 @@ using sim::CallbackRecord;
 
 constexpr int kWaitMs = 3000;
 constexpr std::uint16_t kTerminalRtpPort = 8000;
+constexpr std::uint16_t kPartyRtpPort = 5004;
 constexpr int kFrames = 100;  // two seconds of voice each way
 
 class CallE2E : public SoftphoneE2E {
@@ -28,7 +29,7 @@ protected:
         SoftphoneE2E::SetUp();
         ASSERT_TRUE(ptap_.start());
         ASSERT_TRUE(mgcp_.start());
-        ASSERT_TRUE(party_.start());
+        ASSERT_TRUE(party_.start(kPartyRtpPort));
         ptap_.setParameterItems(sim::PtapServer::defaultParameterItems());
         PtapParameters out{};
         ASSERT_EQ(api().initialize(&params_, &out), 0);
@@ -97,6 +98,7 @@ protected:
             int size = 3200;
             int status = 0;
             const int got = api().recv_voice(&size, room.data(), &status);
+            EXPECT_EQ(got % 320, 0) << "whole frames only";
             if (got > 0) down.insert(down.end(), room.begin(), room.begin() + got / 2);
         }
         EXPECT_TRUE(party_.waitSpoken(kWaitMs));
