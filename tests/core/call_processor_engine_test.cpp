@@ -52,8 +52,9 @@ protected:
     }
     // A server command through MGCP's socket; true once it is answered,
     // which is after every event it raised.
-    bool command(const std::string& verb, int tid, const std::string& rest) {
-        const std::string head = verb + " " + std::to_string(tid) + " d1@000000000000 MGCP 1.0\r\n";
+    bool command(const std::string& verb, int tid, const std::string& rest,
+                 const std::string& endpoint = "d1@000000000000") {
+        const std::string head = verb + " " + std::to_string(tid) + " " + endpoint + " MGCP 1.0\r\n";
         const std::string answer = (verb == "DLCX" ? "250 " : "200 ") + std::to_string(tid);
         mgcp_.sendCommand(head + rest);
         return mgcp_.waitFor(
@@ -240,6 +241,12 @@ TEST_F(StartedCallProcessor, ServerCommandsReachTheClient) {
     CallbackLog::instance().clear();
     ASSERT_TRUE(command("RQNT", 22, "S: X-P/pctl(03),X-P/pctl(01),X-P/hset(00)\r\n"));
     EXPECT_EQ(clientEventCodes(), (std::vector<int>{0x1B, 0x1F, 0x26}));
+
+    // A command for another endpoint is answered and does nothing.
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("RQNT", 23, "S: X-P/pctl(03)\r\n", "d1@ffffffffffff"));
+    ASSERT_TRUE(command("CRCX", 24, "M: inactive\r\n", "d1@ffffffffffff"));
+    EXPECT_TRUE(CallbackLog::instance().entries().empty());
 }
 
 TEST_F(StartedCallProcessor, RingConnectAndDeleteThroughTheServersCommands) {
