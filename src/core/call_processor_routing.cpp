@@ -41,6 +41,11 @@ const char* codecName(std::int32_t payloadType) {
 
 }  // namespace
 
+// MGCP's session record; null before MGCP has started.
+MediaSession* CallProcessor::mediaSession() const {
+    return mMgcp != nullptr ? mMgcp->session() : nullptr;
+}
+
 int CallProcessor::postMailbox(const CoreEvent* command, const void* data, const int* length) {
     if (mMailbox == nullptr || mMailbox->write(command, data, length) != 0) {
         Tracer::instance()->trace(kTraceError, "[CP :: ERROR] Write operation to Mailbox failed");
@@ -146,7 +151,7 @@ int CallProcessor::dispatchMgcp(const CoreEvent* event, const char* data) {
     if (event == nullptr) return 0;
     switch (static_cast<MgcpOperation>(event->code)) {
         case MgcpOperation::kDlcxReceived:
-            if (mMgcp != nullptr) mMgcp->session()->mConnectionMode = kModeInactive;
+            if (MediaSession* session = mediaSession()) session->mConnectionMode = kModeInactive;
             applyMediaSession(data);
             break;
         case MgcpOperation::kCrcx:
@@ -166,8 +171,9 @@ int CallProcessor::dispatchMgcp(const CoreEvent* event, const char* data) {
 }
 
 void CallProcessor::applyMediaSession(const char* data) {
-    if (mMgcp == nullptr) return;
-    const MediaSession& session = *mMgcp->session();
+    const MediaSession* record = mediaSession();
+    if (record == nullptr) return;
+    const MediaSession& session = *record;
     // Without Wave the client still hears of the media; there is only no
     // voice to start or stop.
     Wave* wave = mWave;
@@ -362,7 +368,8 @@ int CallProcessor::notifyClient(ClientEvent event, const char* data) {
             if (cb.onClientEvent != nullptr) cb.onClientEvent(code, 975, data);
             return 0;
         case ClientEvent::kVoiceStarted: {
-            const char* name = codecName(mMgcp != nullptr ? mMgcp->session()->mCodecType : -1);
+            const MediaSession* session = mediaSession();
+            const char* name = codecName(session != nullptr ? session->mCodecType : -1);
             if (cb.onClientEvent != nullptr) cb.onClientEvent(code, textLength(name), name);
             return 0;
         }
