@@ -20,6 +20,7 @@ class Mailbox;
 class MGCP;
 class PTAP;
 class Wave;
+struct MediaSession;
 
 class CallProcessor : public Module, public PtapListener, public PtapParent, public MgcpParent {
 public:
@@ -80,6 +81,7 @@ private:
     void pollMailbox();
     void stopMailboxThread();
     void applyMediaSession(const char* data);
+    MediaSession* mediaSession() const;
     void walkSignalBlock(const char* block);
 
     platform::RecursiveLock mLock;

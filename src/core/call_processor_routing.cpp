@@ -3,15 +3,16 @@
 #include <cstring>
 #include <string>
 
+#include "common/payload_type.h"
+#include "common/tracer.h"
 #include "core/call_processor.h"
 #include "core/call_state.h"
 #include "core/client_event.h"
-#include "common/payload_type.h"
 #include "core/mailbox.h"
 #include "mgcp/mgcp.h"
+#include "mgcp/signal_block.h"
 #include "platform/udp_socket.h"
 #include "ptap/ptap.h"
-#include "common/tracer.h"
 #include "voice/wave.h"
 
 namespace {
@@ -38,11 +39,12 @@ const char* codecName(std::int32_t payloadType) {
     }
 }
 
-// Where ringPattern lies in a "mgcp_tone" block.
-constexpr std::size_t kToneDataOffset = sizeof "mgcp_tone";
-constexpr std::size_t kRingPatternOffset = 24;
-
 }  // namespace
+
+// MGCP's session record; null before MGCP has started.
+MediaSession* CallProcessor::mediaSession() const {
+    return mMgcp != nullptr ? mMgcp->session() : nullptr;
+}
 
 int CallProcessor::postMailbox(const CoreEvent* command, const void* data, const int* length) {
     if (mMailbox == nullptr || mMailbox->write(command, data, length) != 0) {
@@ -128,11 +130,9 @@ int CallProcessor::onMgcpEvent(const CoreEvent* event, const char* data, const b
     }
     if (event != nullptr) {
         switch (static_cast<MgcpOperation>(event->code)) {
-            case MgcpOperation::kCrcx: {
-                const CoreEvent modify{toInt(MgcpOperation::kMdcx)};
-                dispatchMgcp(&modify, nullptr);
+            case MgcpOperation::kCrcx:
+                dispatchMgcp(event, nullptr);
                 break;
-            }
             case MgcpOperation::kMdcx:
             case MgcpOperation::kDlcxReceived:
             case MgcpOperation::kRqnt:
@@ -159,8 +159,12 @@ int CallProcessor::dispatchMgcp(const CoreEvent* event, const char* data) {
     if (event == nullptr) return 0;
     switch (static_cast<MgcpOperation>(event->code)) {
         case MgcpOperation::kDlcxReceived:
-            if (mMgcp != nullptr) mMgcp->session()->mConnectionMode = kModeInactive;
+            if (MediaSession* session = mediaSession()) session->mConnectionMode = kModeInactive;
             applyMediaSession(data);
+            break;
+        case MgcpOperation::kCrcx:
+            // A new connection is handled as a change of it, without data.
+            applyMediaSession(nullptr);
             break;
         case MgcpOperation::kMdcx:
             applyMediaSession(data);
@@ -175,34 +179,47 @@ int CallProcessor::dispatchMgcp(const CoreEvent* event, const char* data) {
 }
 
 void CallProcessor::applyMediaSession(const char* data) {
-    if (mMgcp == nullptr || mWave == nullptr) return;
-    const MediaSession& session = *mMgcp->session();
-    mWave->setRemotePort(session.mRemotePort);
-    mWave->setLocalPort(session.mLocalPort);
-    mWave->setCodec(session.mCodecType);
-    // "IN IP4 a.b.c.d": the address starts at the eighth character. The line
-    // is read only within its field.
-    const char* line = session.mRemoteConnectionLine;
-    const std::size_t lineLength = ::strnlen(line, sizeof session.mRemoteConnectionLine);
-    if (lineLength > 7) {
-        const std::string dotted(line + 7, lineLength - 7);
-        const std::uint32_t address = platform::parseDottedAddress(dotted.c_str());
-        if (address != 0) mWave->setRemoteAddress(address);
+    const MediaSession* record = mediaSession();
+    if (record == nullptr) return;
+    const MediaSession& session = *record;
+    // Without Wave the client still hears of the media; there is only no
+    // voice to start or stop.
+    Wave* wave = mWave;
+    if (wave != nullptr) {
+        wave->setRemotePort(session.mRemotePort);
+        wave->setLocalPort(session.mLocalPort);
+        wave->setCodec(session.mCodecType);
+        // "IN IP4 a.b.c.d": the address starts at the eighth character. The
+        // line is read only within its field; a text that is no address
+        // leaves Wave's address as it was.
+        const char* line = session.mRemoteConnectionLine;
+        const std::size_t lineLength = ::strnlen(line, sizeof session.mRemoteConnectionLine);
+        if (lineLength > 7) {
+            const std::string dotted(line + 7, lineLength - 7);
+            const std::uint32_t address = platform::parseDottedAddress(dotted.c_str());
+            if (address != 0) wave->setRemoteAddress(address);
+        }
     }
+    const auto resetBuffer = [wave] {
+        if (wave != nullptr) wave->resetBuffer();
+    };
+    const auto setVoiceActive = [wave](bool active) {
+        if (wave != nullptr) wave->setVoiceActive(active);
+    };
     ClientEvent client{};
     switch (session.mConnectionMode) {
         case kModeRecvOnly:
             client = ClientEvent::kModeRecvOnly;
             notifyClient(client, nullptr);
-            mWave->resetBuffer();
-            mWave->setVoiceActive(true);
+            resetBuffer();
+            setVoiceActive(true);
             client = ClientEvent::kVoiceStarted;
             notifyClient(client, nullptr);
             break;
         case kModeSendRecv:
         case kModeSendOnly: {
-            mWave->resetBuffer();
-            mWave->setVoiceActive(true);
+            resetBuffer();
+            setVoiceActive(true);
             if (mCallState.load() == kCallConnected) {
                 client = ClientEvent::kMediaConnectedInCall;
                 notifyClient(client, data);
@@ -216,8 +233,8 @@ void CallProcessor::applyMediaSession(const char* data) {
             break;
         }
         case kModeInactive: {
-            mWave->resetBuffer();
-            mWave->setVoiceActive(false);
+            resetBuffer();
+            setVoiceActive(false);
             const std::int32_t state = mCallState.load();
             if (state == kCallRinging || state == kCallConnected) {
                 const CoreEvent ended{kInputCallEnded};
@@ -243,9 +260,9 @@ void CallProcessor::walkSignalBlock(const char* block) {
         ClientEvent code;
     };
     static constexpr Named kWhole[] = {
-        {"unmute", ClientEvent::kUnmute},   {"mute", ClientEvent::kMute},
+        {"unmute", ClientEvent::kUnmute},          {"mute", ClientEvent::kMute},
         {"pbx_setting", ClientEvent::kPbxSetting}, {"sp_on", ClientEvent::kSpeakerOn},
-        {"sp_off", ClientEvent::kSpeakerOff}, {"sp_on_offhook", ClientEvent::kSpeakerOnOffHook},
+        {"sp_off", ClientEvent::kSpeakerOff},      {"sp_on_offhook", ClientEvent::kSpeakerOnOffHook},
         {"bgm_mute", ClientEvent::kBgmMute}};
     static constexpr Named kPrefixed[] = {{"tone", ClientEvent::kToneCommand},
                                           {"slc", ClientEvent::kKeyLabels},
@@ -276,7 +293,7 @@ void CallProcessor::walkSignalBlock(const char* block) {
             // ToneData starts behind the tag's zero byte; ringPattern is its
             // seventh integer.
             std::int32_t ringPattern = 0;
-            std::memcpy(&ringPattern, block + kToneDataOffset + kRingPatternOffset, sizeof ringPattern);
+            std::memcpy(&ringPattern, block + kToneDataOffset + kToneRingPattern, sizeof ringPattern);
             if (ringPattern >= 1 && ringPattern <= 3) {
                 const CoreEvent ring{kInputRing};
                 stepCallState(&ring);
@@ -359,7 +376,8 @@ int CallProcessor::notifyClient(ClientEvent event, const char* data) {
             if (cb.onClientEvent != nullptr) cb.onClientEvent(code, 975, data);
             return 0;
         case ClientEvent::kVoiceStarted: {
-            const char* name = codecName(mMgcp != nullptr ? mMgcp->session()->mCodecType : -1);
+            const MediaSession* session = mediaSession();
+            const char* name = codecName(session != nullptr ? session->mCodecType : -1);
             if (cb.onClientEvent != nullptr) cb.onClientEvent(code, textLength(name), name);
             return 0;
         }

@@ -2,14 +2,18 @@
 // sends leaves through transmit.
 #include <string_view>
 
+#include "common/tracer.h"
+#include "mgcp/command_reader.h"
+#include "mgcp/datagram_view.h"
 #include "mgcp/local_description.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
-#include "platform/socket_error.h"
 #include "mgcp/mgcp_messages.h"
 #include "mgcp/packet_writer.h"
 #include "mgcp/retransmit_buffer.h"
-#include "common/tracer.h"
+#include "mgcp/signal_block.h"
+#include "mgcp/signal_list.h"
+#include "platform/socket_error.h"
 
 namespace {
 
@@ -41,15 +45,13 @@ int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, Mgcp
     MgcpParent* parent = mParent;
     if (parent != nullptr) parent->lockSignal(&on);
     int result = 0;
-    {
+    if (code == MgcpOperation::kCrcx || code == MgcpOperation::kMdcx || code == MgcpOperation::kDlcxReceived ||
+        code == MgcpOperation::kRqnt) {
+        // Takes mLock itself, around the reading and the answers.
+        answerCommand(code, *data, packet);
+    } else {
         platform::LockGuard lock(mLock);
         switch (code) {
-            case MgcpOperation::kCrcx:
-            case MgcpOperation::kMdcx:
-            case MgcpOperation::kDlcxReceived:
-            case MgcpOperation::kRqnt:
-                answerCommand(code, *data, packet);
-                break;
             case MgcpOperation::kDlcxSent:
                 result = sendDlcx(*data);
                 break;
@@ -72,25 +74,58 @@ int MGCP::process(MgcpOperation code, MediaSession* data, const char* text, Mgcp
 }
 
 void MGCP::answerCommand(MgcpOperation code, MediaSession& session, const MgcpPacket* packet) {
-    // The answers echo the command's number, read from behind the verb.
-    if (packet != nullptr && packet->length > 4 && packet->payload[4] == ' ') {
-        session.mLastTid = readTransactionId(packet->bytes());
-    }
+    // The parent handles each event under the signal lock that the caller
+    // holds and under its own lock, which it takes; mLock is left free then,
+    // so that every path takes the locks in one order: signal lock, the
+    // parent's lock, mLock. The session is written only under the signal
+    // lock, so the parent reads it whole.
+    const DatagramView datagram = packet != nullptr ? DatagramView(packet->bytes()) : DatagramView();
+    const bool takeLock = false;
+    const auto raise = [this, &takeLock](MgcpOperation op, const char* data) {
+        const CoreEvent event{toInt(op)};
+        if (mParent != nullptr) mParent->onMgcpEvent(&event, data, &takeLock);
+    };
+    // Events reach the parent before the answer leaves; the answer goes out
+    // whatever the reading gave.
     switch (code) {
         case MgcpOperation::kCrcx:
-            sendResponse(session, "100", false);
-            sendResponse(session, "200", true);
-            break;
         case MgcpOperation::kMdcx:
-            sendResponse(session, "100", true);
+        case MgcpOperation::kDlcxReceived: {
+            bool accepted = false;
+            {
+                platform::LockGuard lock(mLock);
+                accepted = readCommand(code, datagram, session);
+            }
+            if (accepted) raise(code, nullptr);
+            platform::LockGuard lock(mLock);
+            if (code == MgcpOperation::kCrcx) {
+                sendResponse(session, "100", false);
+                sendResponse(session, "200", true);
+            } else if (code == MgcpOperation::kMdcx) {
+                sendResponse(session, "100", true);
+                sendResponse(session, "200", false);
+            } else {
+                sendResponse(session, "250", false);
+            }
+            break;
+        }
+        case MgcpOperation::kRqnt: {
+            // One event per signal, in list order; the answer only after
+            // the last of them.
+            SignalList signals(packet != nullptr ? packet->bytes() : std::span<const std::uint8_t>());
+            SignalBlock block;
+            while (signals.pending()) {
+                bool accepted = false;
+                {
+                    platform::LockGuard lock(mLock);
+                    accepted = signals.next(session, block);
+                }
+                if (accepted) raise(MgcpOperation::kRqnt, block.data());
+            }
+            platform::LockGuard lock(mLock);
             sendResponse(session, "200", false);
             break;
-        case MgcpOperation::kDlcxReceived:
-            sendResponse(session, "250", false);
-            break;
-        case MgcpOperation::kRqnt:
-            sendResponse(session, "200", false);
-            break;
+        }
         default:
             break;
     }

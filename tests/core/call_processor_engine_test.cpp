@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 
 #include "core/call_processor.h"
 #include "mgcp/mgcp.h"
@@ -48,6 +49,21 @@ protected:
         session_->mRemotePort = 40000;
         session_->mLocalPort = 8000;
         std::strcpy(session_->mRemoteConnectionLine, "IN IP4 127.0.0.1");
+    }
+    // A server command through MGCP's socket; true once it is answered,
+    // which is after every event it raised.
+    bool command(const std::string& verb, int tid, const std::string& rest,
+                 const std::string& endpoint = "d1@000000000000") {
+        const std::string head = verb + " " + std::to_string(tid) + " " + endpoint + " MGCP 1.0\r\n";
+        const std::string answer = (verb == "DLCX" ? "250 " : "200 ") + std::to_string(tid);
+        mgcp_.sendCommand(head + rest);
+        return mgcp_.waitFor(
+            [&](const std::vector<sim::Datagram>& d) {
+                for (const auto& g : d)
+                    if (g.text().rfind(answer, 0) == 0) return true;
+                return false;
+            },
+            2000);
     }
     std::vector<int> clientEventCodes() {
         std::vector<int> codes;
@@ -166,4 +182,93 @@ TEST_F(StartedCallProcessor, ShutdownTwiceAndRefusedEventsAfterIt) {
     const CoreEvent event{0x15};
     EXPECT_EQ(cp_.onPtapEvent(&event, "PTAP_NOCONN"), 1);
     EXPECT_TRUE(CallbackLog::instance().entries().empty());
+}
+
+TEST_F(StartedCallProcessor, MediaModesFromEachStateGiveTheirEventSequences) {
+    struct Case {
+        std::vector<int> inputs;  // call-state inputs that lead to the state
+        int mode;
+        std::vector<int> events;
+        int state;
+        bool voice;
+    };
+    const Case cases[] = {
+        {{}, kModeSendRecv, {0x12, 0x23}, 1, true},
+        {{2, 3}, kModeSendRecv, {0x07, 0x12, 0x23}, 4, true},
+        {{2}, kModeSendOnly, {0x12, 0x23}, 3, true},
+        {{2}, kModeRecvOnly, {0x10, 0x23}, 3, true},
+        {{}, kModeInactive, {0x11, 0x24}, 1, false},
+        {{2}, kModeInactive, {0x01, 0x11, 0x24}, 1, false},
+        {{2, 3}, kModeInactive, {0x01, 0x11, 0x24}, 1, false},
+        {{}, 7, {}, 1, false},
+    };
+    for (const Case& c : cases) {
+        const CoreEvent ended{1};
+        cp_.stepCallState(&ended);  // back to idle from 3 or 4
+        wave_->setVoiceActive(false);
+        for (int input : c.inputs) {
+            const CoreEvent e{input};
+            ASSERT_EQ(cp_.stepCallState(&e), 0);
+        }
+        CallbackLog::instance().clear();
+        setMedia(c.mode, 8);
+        raise(2, nullptr);
+        EXPECT_EQ(clientEventCodes(), c.events) << "mode " << c.mode << " after " << c.inputs.size() << " inputs";
+        EXPECT_EQ(cp_.callState(), c.state) << "mode " << c.mode;
+        EXPECT_EQ(wave_->voiceActive(), c.voice) << "mode " << c.mode;
+    }
+}
+
+TEST_F(StartedCallProcessor, ServerCommandsReachTheClient) {
+    // A display text: its header bytes, then the text with blanks expanded.
+    ASSERT_TRUE(command("RQNT", 20, "X: 1\r\nS: X-P/lcdp(2202030541031F42)\r\n"));
+    auto log = CallbackLog::instance().entries();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0].kind, 'D');
+    EXPECT_EQ(log[0].data, std::string("\x03\x04      A   \x1F"
+                                       "B"));
+
+    // A key lamp reaches onKeyState and nothing else.
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("RQNT", 21, "S: X-P/ks(0c01,r3si)\r\n"));
+    log = CallbackLog::instance().entries();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0].kind, 'K');
+    EXPECT_EQ(log[0].first, 0x0c01u);
+    EXPECT_EQ(log[0].second, 10u);
+
+    // Three signals in list order, all before the answer.
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("RQNT", 22, "S: X-P/pctl(03),X-P/pctl(01),X-P/hset(00)\r\n"));
+    EXPECT_EQ(clientEventCodes(), (std::vector<int>{0x1B, 0x1F, 0x26}));
+
+    // A command for another endpoint is answered and does nothing.
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("RQNT", 23, "S: X-P/pctl(03)\r\n", "d1@ffffffffffff"));
+    ASSERT_TRUE(command("CRCX", 24, "M: inactive\r\n", "d1@ffffffffffff"));
+    EXPECT_TRUE(CallbackLog::instance().entries().empty());
+}
+
+TEST_F(StartedCallProcessor, RingConnectAndDeleteThroughTheServersCommands) {
+    ASSERT_TRUE(command("RQNT", 30, "S: X-P/ring(000100)\r\n"));
+    EXPECT_EQ(cp_.callState(), 3);
+    ASSERT_EQ(clientEventCodes(), (std::vector<int>{0x02}));
+    EXPECT_EQ(CallbackLog::instance().entries()[0].length, 9);
+
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("CRCX", 31,
+                        "C: 1\r\nM: sendrecv\r\n\r\nv=0\r\nc=IN IP4 127.0.0.1\r\nm=audio 5004 RTP/AVP 18\r\n"
+                        "a=rtpmap:18 G729/8000\r\n"));
+    EXPECT_EQ(clientEventCodes(), (std::vector<int>{0x12, 0x23}));
+    EXPECT_EQ(CallbackLog::instance().entries().back().data, "G.729");
+    EXPECT_EQ(wave_->codec(), 18);
+    EXPECT_EQ(session_->mRemotePort, 5004);
+
+    // Still ringing: media connected isn't an input of that state.
+    CallbackLog::instance().clear();
+    ASSERT_TRUE(command("DLCX", 32, "C: 1\r\nI: 0\r\n"));
+    EXPECT_EQ(clientEventCodes(), (std::vector<int>{0x01, 0x11, 0x24}));
+    EXPECT_EQ(CallbackLog::instance().entries()[0].data, "end");
+    EXPECT_EQ(cp_.callState(), 1);
+    EXPECT_FALSE(wave_->voiceActive());
 }

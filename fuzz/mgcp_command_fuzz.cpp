@@ -1,0 +1,78 @@
+// Whole datagrams through the command readers into the session record and
+// signal blocks: CRCX, MDCX and DLCX with their descriptions, the RQNT walk,
+// and every signal decoder on the datagram as its argument text.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+
+#include "mgcp/command_reader.h"
+#include "mgcp/mgcp_packet.h"
+#include "mgcp/signal_decoder.h"
+#include "mgcp/signal_list.h"
+
+namespace {
+
+void check(bool condition) {
+    if (!condition) std::abort();
+}
+
+MediaSession freshSession() {
+    MediaSession s;
+    std::strcpy(s.mEndpointName, "d1@0011223344ff");
+    return s;
+}
+
+void checkBlock(const SignalBlock& block) {
+    // Every block stays a terminated text, whatever the signal said.
+    check(block.bytes[kSignalBlockSize - 1] == 0);
+}
+
+void checkSession(const MediaSession& s) {
+    check(s.mEndpointName[kEndpointNameSize - 1] == 0);
+    check(s.mCallId[kCallIdSize - 1] == 0);
+    check(s.mConnectionMode >= kModeSendRecv && s.mConnectionMode <= kModeRecvOnly);
+    check(s.mCodecType == 0 || s.mCodecType == 8 || s.mCodecType == 9 || s.mCodecType == 18);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // The socket never hands over more than one payload. The datagram is
+    // copied to a buffer of its own length, so that a read past it is seen.
+    if (size > kMgcpPayloadSize) return 0;
+    const std::span<const std::uint8_t> datagram(data, size);
+    const DatagramView view(datagram);
+
+    for (MgcpOperation op : {MgcpOperation::kCrcx, MgcpOperation::kMdcx, MgcpOperation::kDlcxReceived}) {
+        MediaSession s = freshSession();
+        readCommand(op, view, s);
+        checkSession(s);
+    }
+
+    MediaSession s = freshSession();
+    SignalList list(datagram);
+    SignalBlock block;
+    // Each pass takes at least one byte off the list or ends it.
+    for (std::size_t passes = 0; list.pending(); ++passes) {
+        check(passes <= size);
+        list.next(s, block);
+        checkBlock(block);
+    }
+    checkSession(s);
+
+    // Every decoder on the datagram as its own argument text.
+    for (const char* name :
+         {"hset", "pctl", "ks", "pgmm", "cspc", "vctl", "ring", "tone", "slc", "las", "dtm", "lcdp"}) {
+        std::uint8_t text[kMgcpPayloadSize + 8];
+        const std::size_t nameLength = std::strlen(name);
+        std::memcpy(text, name, nameLength);
+        text[nameLength] = '(';
+        const std::size_t copied = size < kMgcpPayloadSize - nameLength - 1 ? size : kMgcpPayloadSize - nameLength - 1;
+        std::memcpy(text + nameLength + 1, data, copied);
+        SignalBlock one;
+        decodeSignal(DatagramView(std::span<const std::uint8_t>(text, nameLength + 1 + copied)), one);
+        checkBlock(one);
+    }
+    return 0;
+}
