@@ -175,6 +175,9 @@ int Audio::tone_open_device() {
 int Audio::closeWaveOut() {
     platform::LockGuard out(mOutLock);
     if (!mWaveOut) return 0;
+    if (const std::uint32_t n = mWaveOut->xruns()) {
+        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Output underruns [%u]", n);
+    }
     mWaveOut->reset();
     int result = mWaveOut->close();
     mWaveOut.reset();
@@ -184,6 +187,9 @@ int Audio::closeWaveOut() {
 
 int Audio::closeWaveIn() {
     if (!mWaveIn) return 0;
+    if (const std::uint32_t n = mWaveIn->xruns()) {
+        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Input overruns [%u]", n);
+    }
     mWaveIn->reset();
     int result = mWaveIn->close();
     mWaveIn.reset();
