@@ -1,0 +1,267 @@
+// Audio lifecycle: start and shutdown, opening and closing the devices.
+#include "audio/audio.h"
+
+#include "common/tracer.h"
+#include "platform/clock.h"
+
+using platform::WaveDirection;
+using platform::WaveHeader;
+using platform::WaveMessage;
+
+namespace {
+void silentCallback(const void*, int) {}
+}  // namespace
+
+Audio::Audio() : mVoiceCallback(silentCallback) {
+    Tracer::instance()->trace(kTraceStatus, "[AUDIO] Module created");
+}
+
+Audio::~Audio() {
+    mAlive = false;
+    shutdown();
+    Tracer::instance()->trace(kTraceStatus, "[AUDIO] Module destroyed");
+}
+
+int Audio::start() {
+    mStopRecording = false;
+    mRecording = false;
+    mInIndex = 0;
+    mOutIndex = 0;
+    mOutWrites = 0;
+    mPlaying = false;
+    mInDeviceId = -1;
+    mOutDeviceId = -1;
+    mFile.mDeviceId = -1;
+    mTone.mDeviceId = -1;
+    mSpeakerLevel = 0;
+    mSpeakerStep = kSpeakerStep;
+    mRingLevel = 0;
+    mRingStep = kRingStep;
+    mMicLevel = 0;
+    mMicStep = kMicStep;
+    // There is no foreground window to remember here; the client may still
+    // hand one in, which nothing reads.
+    mWindow = nullptr;
+
+    readDeviceChoices();
+    if (Wave_out_open_device(16, 8000, 1, 20) != 0) {
+        // A machine without output can still capture.
+        Tracer::instance()->trace(kTraceCritical, "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_out_open_device");
+    }
+    if (Wave_in_open_device(16, 8000, 1, 20) != 0) {
+        Tracer::instance()->trace(kTraceCritical, "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_in_open_device");
+        shutdown();
+        return 1;
+    }
+    if (!startRecordingThread()) {
+        shutdown();
+        return 1;
+    }
+    return 0;
+}
+
+int Audio::shutdown() {
+    // The recording thread first, and without mLock: it may be waiting for
+    // that lock to replace a lost device.
+    if (mRecordThread) {
+        if (mWaveIn) mStopRecording = true;
+        endRecordingThread();
+        mStopRecording = false;
+    }
+
+    platform::LockGuard lock(mLock);
+    stopChannel(mFile);
+    releaseChannelHeader(mFile);
+    {
+        platform::LockGuard out(mOutLock);
+        releaseOutHeaders();
+    }
+    releaseInHeaders();
+
+    closeFileOut();
+    {
+        platform::LockGuard out(mOutLock);
+        closeWaveOut();
+    }
+    closeWaveIn();
+
+    stopChannel(mTone);
+    releaseChannelHeader(mTone);
+    closeToneOut();
+
+    freeChannel(mTone);
+    freeChannel(mFile);
+    mResourceCopy.clear();
+    mResourceCopy.shrink_to_fit();
+    return 0;
+}
+
+bool Audio::waitOpen(const std::atomic<bool>& flag) {
+    for (int round = 0; round < 100; ++round) {
+        if (flag.load()) return true;
+        platform::sleepMs(10);
+    }
+    return flag.load();
+}
+
+bool Audio::lockOrLeave(const std::atomic<std::uint32_t>& id, std::uint32_t mine) {
+    while (!mLock.try_lock()) {
+        if (id.load() != mine || !mAlive.load()) return false;
+        platform::sleepMs(1);
+    }
+    return true;
+}
+
+int Audio::Wave_out_open_device(int bits, int rate, int channels, int) {
+    platform::LockGuard lock(mLock);
+    platform::LockGuard out(mOutLock);
+    mOutFormat = platform::pcmFormat(bits, rate, channels);
+    mOutBytes = kOutBytes;
+    mOutWrites = 0;
+    buildDeviceList(WaveDirection::Output, mOutDevices);
+    validateDevice(mOutDeviceId, mOutDevices, kOutputDevice);
+
+    if (platform::waveOpen(WaveDirection::Output, mOutDeviceId, mOutFormat, outCallback, this, mWaveOut) != 0) {
+        return 1;
+    }
+    if (!waitOpen(mOutOpen)) {
+        closeWaveOut();
+        return 1;
+    }
+    for (int i = 0; i < kBuffers; ++i) {
+        mOutBuffers[i].assign(kOutBytes, 0);
+        WaveHeader& h = mOutHeaders[i];
+        h.clear();
+        h.data = mOutBuffers[i].data();
+        h.length = kOutBytes;
+        if (mWaveOut->prepare(h) != 0) return 1;
+    }
+    return 0;
+}
+
+int Audio::Wave_in_open_device(int bits, int rate, int channels, int milliseconds) {
+    platform::LockGuard lock(mLock);
+    mInFormat = platform::pcmFormat(bits, rate, channels);
+    mInBytes = static_cast<std::uint32_t>(milliseconds) * mInFormat.avgBytesPerSec / 1000;
+    mInIndex = 0;
+    buildDeviceList(WaveDirection::Input, mInDevices);
+    validateDevice(mInDeviceId, mInDevices, kInputDevice);
+
+    if (platform::waveOpen(WaveDirection::Input, mInDeviceId, mInFormat, inCallback, this, mWaveIn) != 0) return 1;
+    if (!waitOpen(mInOpen)) {
+        Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] WaveIn open timeout");
+        closeWaveIn();
+        return 1;
+    }
+    for (int i = 0; i < kBuffers; ++i) {
+        mInBuffers[i].assign(mInBytes, 0);
+        WaveHeader& h = mInHeaders[i];
+        h.clear();
+        h.data = mInBuffers[i].data();
+        h.length = mInBytes;
+        if (mWaveIn->prepare(h) != 0) return 1;
+    }
+    return 0;
+}
+
+int Audio::play_file_open_device() {
+    return openChannel(mFile);
+}
+
+int Audio::tone_open_device() {
+    return openChannel(mTone);
+}
+
+int Audio::closeWaveOut() {
+    platform::LockGuard out(mOutLock);
+    if (!mWaveOut) return 0;
+    if (const std::uint32_t n = mWaveOut->xruns()) {
+        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Output underruns [%u]", n);
+    }
+    mWaveOut->reset();
+    int result = mWaveOut->close();
+    mWaveOut.reset();
+    mOutOpen = false;
+    return result == 0 ? 0 : 1;
+}
+
+int Audio::closeWaveIn() {
+    if (!mWaveIn) return 0;
+    if (const std::uint32_t n = mWaveIn->xruns()) {
+        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Input overruns [%u]", n);
+    }
+    mWaveIn->reset();
+    int result = mWaveIn->close();
+    mWaveIn.reset();
+    mInOpen = false;
+    return result == 0 ? 0 : 1;
+}
+
+int Audio::closeFileOut() {
+    return closeChannel(mFile);
+}
+
+int Audio::closeToneOut() {
+    return closeChannel(mTone);
+}
+
+void Audio::releaseOutHeaders() {
+    if (!mOutOpen.load() || !mWaveOut) return;
+    // Buffers still queued come back first, so that each can be let go.
+    mWaveOut->reset();
+    for (int i = 0; i < kBuffers; ++i) {
+        WaveHeader& h = mOutHeaders[i];
+        if (h.data == nullptr) continue;
+        if (mWaveOut->unprepare(h) != 0) {
+            Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] Shutdown failed - waveOutUnPrepareHeader");
+            continue;
+        }
+        h.clear();
+        mOutBuffers[i].clear();
+        mOutBuffers[i].shrink_to_fit();
+    }
+}
+
+void Audio::releaseInHeaders() {
+    if (!mInOpen.load() || !mWaveIn) return;
+    mWaveIn->stop();
+    mWaveIn->reset();
+    for (int i = 0; i < kBuffers; ++i) {
+        WaveHeader& h = mInHeaders[i];
+        if (h.data == nullptr) continue;
+        if (mWaveIn->unprepare(h) != 0) {
+            Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] Shutdown failed - waveInUnPrepareHeader");
+            continue;
+        }
+        h.clear();
+        mInBuffers[i].clear();
+        mInBuffers[i].shrink_to_fit();
+    }
+}
+
+void Audio::outCallback(WaveMessage message, WaveHeader*, void* user) {
+    auto* self = static_cast<Audio*>(user);
+    if (message == WaveMessage::Open) self->mOutOpen = true;
+    if (message == WaveMessage::Close) self->mOutOpen = false;
+}
+
+void Audio::inCallback(WaveMessage message, WaveHeader* header, void* user) {
+    auto* self = static_cast<Audio*>(user);
+    if (message == WaveMessage::Open) self->mInOpen = true;
+    if (message == WaveMessage::Close) self->mInOpen = false;
+    if (message == WaveMessage::Data) self->onInputData(header);
+}
+
+void Audio::fileCallback(WaveMessage message, WaveHeader*, void* user) {
+    auto* self = static_cast<Audio*>(user);
+    if (message == WaveMessage::Open) self->mFile.mOpen = true;
+    if (message == WaveMessage::Close) self->mFile.mOpen = false;
+    if (message == WaveMessage::Done) self->onChannelDone(self->mFile);
+}
+
+void Audio::toneCallback(WaveMessage message, WaveHeader*, void* user) {
+    auto* self = static_cast<Audio*>(user);
+    if (message == WaveMessage::Open) self->mTone.mOpen = true;
+    if (message == WaveMessage::Close) self->mTone.mOpen = false;
+    if (message == WaveMessage::Done) self->onChannelDone(self->mTone);
+}

@@ -1,0 +1,221 @@
+// Virtual backend: sound devices with no hardware, paced by a clock. Output
+// may be kept in memory; input comes from a source function or silence.
+#include <cstring>
+#include <fstream>
+#include <mutex>
+
+#include "platform/virtual_wave.h"
+
+namespace platform {
+
+namespace {
+
+struct VirtualDevice {
+    VirtualDevice(WaveDirection d, std::u16string n) : direction(d), name(std::move(n)) {}
+    WaveDirection direction;
+    std::u16string name;
+    bool present = true;
+    std::uint64_t generation = 0;  // rises at each pull
+    std::vector<std::uint8_t> captured;
+};
+
+struct VirtualState {
+    std::mutex mutex;
+    std::vector<VirtualDevice> devices{{WaveDirection::Output, virtual_wave::kOutput},
+                                       {WaveDirection::Output, virtual_wave::kHeadset},
+                                       {WaveDirection::Input, virtual_wave::kInput},
+                                       {WaveDirection::Input, virtual_wave::kHeadset}};
+    const WaveClock* clock = nullptr;
+    virtual_wave::Source source;
+    bool capture = false;
+};
+
+VirtualState& state() {
+    static VirtualState s;
+    return s;
+}
+
+// The index-th present device of a direction, under the state's lock.
+VirtualDevice* presentDevice(VirtualState& s, WaveDirection direction, int index) {
+    int seen = 0;
+    for (VirtualDevice& d : s.devices) {
+        if (d.direction != direction || !d.present) continue;
+        if (seen++ == index) return &d;
+    }
+    return nullptr;
+}
+
+class VirtualStream final : public WaveStream {
+public:
+    VirtualStream(VirtualDevice& device, const WaveClock& clock, WaveDirection direction, const WaveFormat& format,
+                  WaveCallback callback, void* user)
+        : WaveStream(direction, format, callback, user, clock, format.avgBytesPerSec / 50, 0),
+          mDevice(device),
+          mGeneration(device.generation) {}
+    ~VirtualStream() override { close(); }
+
+protected:
+    Transfer transfer(char* data, std::uint32_t bytes) override {
+        VirtualState& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        if (!mDevice.present || mDevice.generation != mGeneration) return Transfer::Lost;
+        if (direction() == WaveDirection::Output) {
+            if (s.capture) mDevice.captured.insert(mDevice.captured.end(), data, data + bytes);
+            return Transfer::Ok;
+        }
+        const std::size_t frames = bytes / format().blockAlign;
+        if (format().bitsPerSample == 16 && s.source) {
+            const std::size_t count = bytes / 2;
+            if (mSamples.size() < count) mSamples.resize(count);  // once, at the first period
+            s.source(mSamples.data(), count, mPosition);
+            std::memcpy(data, mSamples.data(), count * 2);
+        } else {
+            std::memset(data, format().bitsPerSample == 8 ? 0x80 : 0, bytes);
+        }
+        mPosition += frames;
+        return Transfer::Ok;
+    }
+
+private:
+    VirtualDevice& mDevice;
+    const std::uint64_t mGeneration;
+    std::uint64_t mPosition = 0;
+    std::vector<std::int16_t> mSamples;
+};
+
+class VirtualBackend final : public WaveBackend {
+public:
+    int deviceCount(WaveDirection direction) override {
+        VirtualState& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        int n = 0;
+        for (const VirtualDevice& d : s.devices) n += d.direction == direction && d.present ? 1 : 0;
+        return n;
+    }
+
+    std::u16string deviceName(WaveDirection direction, int index) override {
+        VirtualState& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        VirtualDevice* d = presentDevice(s, direction, index);
+        return d != nullptr ? d->name : std::u16string();
+    }
+
+    int open(WaveDirection direction, int index, const WaveFormat& format, WaveCallback callback, void* user,
+             std::unique_ptr<WaveDevice>& device) override {
+        if (!isPlayablePcm(format)) return kWaveBadFormat;
+        VirtualState& s = state();
+        std::unique_ptr<VirtualStream> stream;
+        {
+            std::lock_guard<std::mutex> lock(s.mutex);
+            VirtualDevice* d = presentDevice(s, direction, index < 0 ? 0 : index);
+            if (d == nullptr) return kWaveBadDeviceId;
+            const WaveClock& clock = s.clock != nullptr ? *s.clock : systemWaveClock();
+            stream = std::make_unique<VirtualStream>(*d, clock, direction, format, callback, user);
+        }
+        if (!stream->launch()) return kWaveNoMemory;
+        device = std::move(stream);
+        return kWaveOk;
+    }
+};
+
+void setPresent(const std::u16string& name, bool present) {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    for (VirtualDevice& d : s.devices) {
+        if (d.name != name || d.present == present) continue;
+        d.present = present;
+        if (!present) ++d.generation;
+    }
+}
+
+void putLe(std::ofstream& out, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.put(static_cast<char>((value >> (8 * i)) & 0xFF));
+}
+
+}  // namespace
+
+WaveBackend& virtualWaveBackend() {
+    static VirtualBackend backend;
+    return backend;
+}
+
+namespace virtual_wave {
+
+void useClock(const WaveClock* clock) {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.clock = clock;
+}
+
+void setInputSource(Source source) {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.source = std::move(source);
+}
+
+void captureOutput(bool on) {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.capture = on;
+}
+
+void clearCapture() {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    for (VirtualDevice& d : s.devices) d.captured.clear();
+}
+
+std::vector<std::uint8_t> capturedOutput(const std::u16string& device) {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    for (const VirtualDevice& d : s.devices) {
+        if (d.direction == WaveDirection::Output && d.name == device) return d.captured;
+    }
+    return {};
+}
+
+bool writeCaptureWav(const std::u16string& device, const std::string& path, const WaveFormat& format) {
+    const std::vector<std::uint8_t> data = capturedOutput(device);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) return false;
+    const auto size = static_cast<std::uint32_t>(data.size());
+    out.write("RIFF", 4);
+    putLe(out, 36 + size + (size & 1), 4);
+    out.write("WAVEfmt ", 8);
+    putLe(out, 16, 4);
+    putLe(out, format.formatTag, 2);
+    putLe(out, format.channels, 2);
+    putLe(out, format.samplesPerSec, 4);
+    putLe(out, format.avgBytesPerSec, 4);
+    putLe(out, format.blockAlign, 2);
+    putLe(out, format.bitsPerSample, 2);
+    out.write("data", 4);
+    putLe(out, size, 4);
+    out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    if (size & 1) out.put('\0');
+    return static_cast<bool>(out);
+}
+
+void unplug(const std::u16string& device) {
+    setPresent(device, false);
+}
+
+void plugIn(const std::u16string& device) {
+    setPresent(device, true);
+}
+
+void restoreDefaults() {
+    VirtualState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.clock = nullptr;
+    s.source = nullptr;
+    s.capture = false;
+    for (VirtualDevice& d : s.devices) {
+        d.present = true;
+        d.captured.clear();
+    }
+}
+
+}  // namespace virtual_wave
+
+}  // namespace platform

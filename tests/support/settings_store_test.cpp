@@ -1,0 +1,103 @@
+// The settings store on its file: absent values, replacement, folders made
+// on the first write, damaged files and text in both widths.
+#include "common/settings_store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "platform/settings_file.h"
+
+namespace {
+
+constexpr const char16_t* kKey = u"Software\\Quillmere\\Softphone\\Settings";
+
+class SettingsStore : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mRoot = std::filesystem::path(::testing::TempDir()) / ("store_" + std::to_string(std::random_device{}())) /
+                "nested" / "config";
+        platform::setSettingsRoot(mRoot.string());
+    }
+    void TearDown() override {
+        platform::setSettingsRoot("");
+        std::filesystem::remove_all(mRoot.parent_path().parent_path());
+    }
+    void writeRaw(const std::string& text) {
+        std::filesystem::create_directories(mRoot / "softphone");
+        std::ofstream(platform::settingsFilePath(), std::ios::binary) << text;
+    }
+    std::filesystem::path mRoot;
+};
+
+TEST_F(SettingsStore, AnAbsentValueLeavesTheBufferUntouched) {
+    char16_t buffer[8] = u"keep";
+    EXPECT_FALSE(readSettingW(kKey, u"Output Device", buffer, 8));
+    EXPECT_EQ(std::u16string(buffer), u"keep");
+    EXPECT_FALSE(readSettingW(kKey, nullptr, buffer, 8));
+    EXPECT_FALSE(writeSettingW(kKey, u"Output Device", nullptr));
+}
+
+TEST_F(SettingsStore, TheFirstWriteMakesTheFoldersAndLaterWritesReplace) {
+    ASSERT_FALSE(std::filesystem::exists(mRoot));
+    ASSERT_TRUE(writeSettingW(kKey, u"Output Device", u"Casque USB \u00e9"));
+    EXPECT_EQ(platform::settingsFilePath(), (mRoot / "softphone" / "settings.ini").string());
+    ASSERT_TRUE(writeSettingW(kKey, u"Input Device", u"Mic"));
+    ASSERT_TRUE(writeSettingW(kKey, u"output device", u"Speakers"));  // names ignore case
+
+    char16_t buffer[32] = {};
+    ASSERT_TRUE(readSettingW(kKey, u"Output Device", buffer, 32));
+    EXPECT_EQ(std::u16string(buffer), u"Speakers");
+    ASSERT_TRUE(readSettingW(kKey, u"Input Device", buffer, 32));
+    EXPECT_EQ(std::u16string(buffer), u"Mic");
+    // Other keys are other values.
+    EXPECT_FALSE(readSettingW(u"Software\\Other", u"Input Device", buffer, 32));
+    // No temporary file is left behind.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(mRoot / "softphone"), {}), 1);
+}
+
+TEST_F(SettingsStore, TextSurvivesInBothWidthsAndLongValuesStopAtTheBuffer) {
+    const std::u16string odd = u"back\\slash\nnew line \u00fc \U0001F3A7";
+    ASSERT_TRUE(writeSettingW(kKey, u"Odd", odd.c_str()));
+    char16_t wide[64] = {};
+    ASSERT_TRUE(readSettingW(kKey, u"Odd", wide, 64));
+    EXPECT_EQ(std::u16string(wide), odd);
+    char narrow[64] = {};
+    ASSERT_TRUE(readSettingA("Software\\Quillmere\\Softphone\\Settings", "Odd", narrow, 64));
+    EXPECT_EQ(std::string(narrow), "back\\slash\nnew line \xc3\xbc \xf0\x9f\x8e\xa7");
+
+    ASSERT_TRUE(writeSettingA("Software\\Quillmere\\Softphone\\Settings", "Long", std::string(40, 'x').c_str()));
+    char16_t cut[32];
+    ASSERT_TRUE(readSettingW(kKey, u"Long", cut, 32));
+    EXPECT_EQ(std::u16string(cut), std::u16string(31, u'x'));
+    // Half a surrogate pair is never written.
+    const char16_t broken[] = {u'a', 0xD800, 0};
+    EXPECT_FALSE(writeSettingW(kKey, u"Broken", broken));
+}
+
+TEST_F(SettingsStore, ADamagedFileReadsAsAbsentAndIsRewrittenWhole) {
+    writeRaw(std::string("\x00\xff garbage\n[Software\\Quillmere\\Softphone\\Settings\nOutput Device=half\n", 58) +
+             "[Software\\Quillmere\\Softphone\\Settings]\nInput Device=\xff\xfe\nBad Escape=a\\q\n=novalue\n");
+    char16_t buffer[32] = u"keep";
+    EXPECT_FALSE(readSettingW(kKey, u"Output Device", buffer, 32));
+    EXPECT_FALSE(readSettingW(kKey, u"Input Device", buffer, 32));  // not UTF-8
+    EXPECT_FALSE(readSettingW(kKey, u"Bad Escape", buffer, 32));
+    EXPECT_EQ(std::u16string(buffer), u"keep");
+    ASSERT_TRUE(writeSettingW(kKey, u"Output Device", u"Speakers"));
+    ASSERT_TRUE(readSettingW(kKey, u"Output Device", buffer, 32));
+    EXPECT_EQ(std::u16string(buffer), u"Speakers");
+}
+
+TEST_F(SettingsStore, AWriteThatCannotBeStoredIsFalse) {
+    // A file where the folder should be.
+    std::filesystem::create_directories(mRoot);
+    std::ofstream(mRoot / "softphone") << "in the way";
+    EXPECT_FALSE(writeSettingW(kKey, u"Output Device", u"Speakers"));
+    EXPECT_FALSE(writeSettingW(kKey, u"Bad=Name", u"x"));
+    char16_t buffer[8] = {};
+    EXPECT_FALSE(readSettingW(kKey, u"Output Device", buffer, 8));
+}
+
+}  // namespace
