@@ -53,6 +53,8 @@ TEST_F(ToneExports, ModesKeysAndServiceTones) {
     EXPECT_EQ(initialize(nullptr, &out), 0);  // a CallProcessor exists: nothing more happens
     EXPECT_EQ(gTonePlayer.load(), first);
 
+    EXPECT_EQ(ToneModulePlayDTMF(5, 0), 0);
+    EXPECT_EQ(FakeAudio::take(), std::vector<std::string>{"PlayTone media/DTMF/Tone_DTMF5.wav 0"});
     EXPECT_EQ(ToneModuleSetKeyPadMode(1), 0);
     EXPECT_EQ(ToneModuleSetProgramMode(0), 0);
     EXPECT_EQ(ToneModuleGetKeyPadMode(), 1);
