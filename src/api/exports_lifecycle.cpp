@@ -2,14 +2,15 @@
 #include <cstring>
 #include <new>
 
-#include "core/call_processor.h"
-#include "common/core_event.h"
 #include "api/exports_guard.h"
 #include "api/globals.h"
 #include "api/wave_access.h"
+#include "common/core_event.h"
+#include "common/tracer.h"
+#include "core/call_processor.h"
 #include "core/call_state.h"
 #include "core/key_tables.h"
-#include "common/tracer.h"
+#include "tones/tone_player.h"
 
 std::atomic<CallProcessor*> gCallProcessor{nullptr};
 std::atomic<Wave*> gWave{nullptr};
@@ -27,6 +28,43 @@ void destroyCallProcessor() {
     }
 }
 
+// The tone player reaches the sound engine only through its exports.
+const ToneAudioTable kToneAudioTable{&AudioModulePlayFile, &AudioModuleStopPlayFile, &AudioModuleSetRingVolume,
+                                     &AudioModulePlayTone, &AudioModuleStopPlayTone};
+
+void destroyTonePlayer() {
+    TonePlayer* player = gTonePlayer.exchange(nullptr);
+    if (player != nullptr) {
+        player->shutdown();
+        delete player;
+    }
+}
+
+// Made once and kept across later initialize calls. It is published only
+// when ready, so no export meets a half-made player.
+int createTonePlayer() {
+    if (gTonePlayer.load() != nullptr) return 0;
+    TonePlayer* player = new (std::nothrow) TonePlayer();
+    if (player == nullptr) {
+        Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] Object creation failed: TonePlayer");
+        return -1;
+    }
+    const char* failure = nullptr;
+    if (player->start() != 0) {
+        failure = "[CRITICAL ERROR] Startup failed: TonePlayer";
+    } else if (player->setAudioTable(&kToneAudioTable) != 0) {
+        failure = "[CRITICAL ERROR] Initialization failed: TonePlayer";
+    }
+    if (failure != nullptr) {
+        Tracer::instance()->trace(kTraceCritical, "%s", failure);
+        player->shutdown();
+        delete player;
+        return -1;
+    }
+    gTonePlayer = player;
+    return 0;
+}
+
 // Process detach: a running CallProcessor is stopped and its threads joined
 // before the code they run is unmapped.
 __attribute__((destructor)) void onLibraryDetach() {
@@ -39,6 +77,7 @@ extern "C" {
 
 SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) {
     return guarded(-1, [&]() -> int {
+        if (createTonePlayer() != 0) return -1;
         if (gCallProcessor.load() != nullptr) return 0;
 
         CallProcessor* cp = new (std::nothrow) CallProcessor();
@@ -85,6 +124,7 @@ SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) 
 
 SP_EXPORT int uninitialize(void) {
     guardedVoid([] {
+        destroyTonePlayer();
         if (gCallProcessor.load() != nullptr) {
             destroyCallProcessor();
             Tracer::instance()->close();
