@@ -32,8 +32,10 @@ public:
             mSignalLock.unlock();
         }
     }
-    int onMgcpEvent(const CoreEvent*, const char*, const bool*) override {
+    int onMgcpEvent(const CoreEvent*, const char* data, const bool*) override {
         ++mEvents;
+        // A signal block names its signal first; an RQNT without one gives an empty block.
+        if (data != nullptr && data[0] != '\0') ++mNamedSignals;
         return 0;
     }
 
@@ -41,6 +43,7 @@ public:
     std::atomic<int> mLocks{0};
     std::atomic<int> mUnlocks{0};
     std::atomic<int> mEvents{0};
+    std::atomic<int> mNamedSignals{0};
 };
 
 using sim::eventually;

@@ -86,7 +86,8 @@ TEST_F(MgcpLink, CommandsBeforeTheRsipsAnswerAndFromAnyoneButTheServerAreDropped
     ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, mMgcp->localPort(), command("CRCX", 52)));
     ASSERT_TRUE(mServer.sendCommand(command("RQNT", 56)));
     EXPECT_EQ(datagram(2), "200 56 OK\r\n");
-    EXPECT_EQ(mParent.mEvents.load(), 0) << "the intruder's ring raised nothing";
+    EXPECT_EQ(mParent.mEvents.load(), 2) << "one empty signal block for each of the server's RQNTs";
+    EXPECT_EQ(mParent.mNamedSignals.load(), 0) << "the intruder's ring raised nothing";
     EXPECT_EQ(intruder.count(), 0u);
     const std::vector<std::string> lines = mTrace.messages();
     EXPECT_EQ(
@@ -120,7 +121,8 @@ TEST_F(MgcpLink, CommandsAreAnsweredByTheTableOfReturnCodesAndTheTerminalEchoesT
     }
     ASSERT_EQ(datagram(next++).substr(0, 12), "200 4321 OK\r");
     ASSERT_EQ(mMgcp->post(MgcpOperation::kDlcxSent, nullptr), 0);
-    EXPECT_EQ(datagram(next++), "DLCX 4321 d1@0011223344ff MGCP 1.0\r\nC: \r\nI: 0\r\n");
+    EXPECT_EQ(datagram(next++), "DLCX 4321 d1@0011223344ff MGCP 1.0\r\nC: A3C47F21456789F0\r\nI: 0\r\n")
+        << "the call id the CRCX brought";
     ASSERT_EQ(mMgcp->post(MgcpOperation::kResponse, "500"), 0);
     EXPECT_EQ(datagram(next++), "500 4321\r\n");
     EXPECT_TRUE(bufferEmpties()) << "the DLCX was answered; responses aren't buffered";
