@@ -55,6 +55,8 @@ std::size_t MgcpServer::answersSent() const {
 void MgcpServer::onDatagram(UdpPeer& peer, const Datagram& datagram) {
     const std::string_view text = datagram.text();
     if (!isTerminalCommand(text)) return;
+    // Commands go back to wherever the terminal speaks from.
+    mTerminalPort = datagram.fromPort;
     int answers = 0;
     std::string answer;
     {

@@ -17,7 +17,7 @@ namespace {
 std::atomic<CallProcessor*> sInstance{nullptr};
 }
 
-CallProcessor::CallProcessor() {
+CallProcessor::CallProcessor(const EngineSetup& setup) : mSetup(setup) {
     Tracer::instance()->trace(kTraceStatus, "[CP] Module created");
     sInstance.store(this);
 }
@@ -94,7 +94,7 @@ int CallProcessor::createEvents() {
 // The control link: START and its answer.
 int CallProcessor::startPtap() {
     if (mPtap != nullptr) return 0;
-    mPtap = new (std::nothrow) PTAP();
+    mPtap = new (std::nothrow) PTAP(*mSetup.clock, mSetup.ptapLocalPort, mSetup.ptapServerPort);
     if (mPtap == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed - PTAP");
     if (mPtap->setNetworkInitData(mNetworkInitData.get()) != 0) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP initialization data invalid");
@@ -129,14 +129,14 @@ int CallProcessor::startPtap() {
 // The signalling link: RSIP and its acknowledgment, then OP_BEGIN.
 int CallProcessor::startMgcp() {
     if (mMgcp != nullptr) return 0;
-    mMgcp = new (std::nothrow) MGCP();
+    mMgcp = new (std::nothrow) MGCP(*mSetup.clock, mSetup.mgcpLocalPort, mSetup.mgcpServerPort);
     if (mMgcp == nullptr) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: MGCP");
     mMgcp->setParent(this);
     if (mMgcp->setNetworkInitData(mNetworkInitData.get()) != 0) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP initialization data invalid");
     }
     if (mMgcp->start() != 0) return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP");
-    mMgcp->setLocalRtpPort(kRtpPort);
+    mMgcp->setLocalRtpPort(mSetup.rtpPort);
     if (mMgcp->post(MgcpOperation::kRsip, nullptr) != 0) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: MGCP RSIP delivery");
     }
@@ -145,7 +145,7 @@ int CallProcessor::startMgcp() {
     unsigned waited = 0;
     while (!mMgcp->isRsipAcknowledged() && waited <= kAnswerWaitMs) {
         waited += kRsipPollMs;
-        platform::sleepMs(kRsipPollMs);
+        mSetup.clock->sleepMs(kRsipPollMs);
     }
     if (waited >= kAnswerWaitMs || !mMgcp->isRsipAcknowledged()) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: MGCP RSIP acknowledgement");
@@ -161,13 +161,13 @@ int CallProcessor::startMgcp() {
 int CallProcessor::startWave() {
     if (mWave != nullptr) return 0;
     Tracer::instance()->trace(kTraceStatus, "[CP :: STATUS] Initializing wave");
-    mWave = new (std::nothrow) Wave();
+    mWave = new (std::nothrow) Wave(mSetup.rtpPort, *mSetup.clock);
     if (mWave == nullptr || mWave->start() != 0) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Object creation failed: Wave");
     }
-    mWave->setLocalPort(kRtpPort);
+    mWave->setLocalPort(mSetup.rtpPort);
     mWave->setRemoteAddress(mNetworkInitData->mServerAddress);
-    mWave->setRemotePort(kRtpPort);
+    mWave->setRemotePort(mSetup.rtpPort);
     mWave->startSession();  // without a session voice is silent, not the start a failure
     mWave->setVoiceActive(false);
     Tracer::instance()->trace(kTraceStatus, "[CP :: STATUS] Wave initialization completed");

@@ -8,24 +8,36 @@
 
 #include "common/core_event.h"
 #include "core/client_event.h"
+#include "mgcp/mgcp.h"
 #include "mgcp/mgcp_parent.h"
+#include "ptap/ptap.h"
 #include "ptap/ptap_listener.h"
+#include "voice/rtp_port.h"
 #include "common/network_init_data.h"
 #include "common/module.h"
+#include "platform/clock.h"
 #include "platform/event.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
 
 class Mailbox;
-class MGCP;
-class PTAP;
 class Wave;
 struct MediaSession;
 
+// Where the engines listen and whose time they keep. The defaults are the
+// terminal's fixed ports and real time; tests hand in free ports.
+struct EngineSetup {
+    const platform::Clock* clock = &platform::systemClock();
+    std::uint16_t ptapLocalPort = PTAP::kLocalPort;
+    std::uint16_t ptapServerPort = PTAP::kServerPort;
+    std::uint16_t mgcpLocalPort = MGCP::kLocalPort;
+    std::uint16_t mgcpServerPort = MGCP::kServerPort;
+    // The local and first remote RTP port.
+    std::uint16_t rtpPort = kRtpPort;
+};
+
 class CallProcessor : public Module, public PtapListener, public PtapParent, public MgcpParent {
 public:
-    // The local and first remote RTP port.
-    static constexpr int kRtpPort = 8000;
     // How long start-up waits for each link's answer.
     static constexpr unsigned kAnswerWaitMs = 19000;
     static constexpr unsigned kMailboxPollMs = 50;
@@ -33,7 +45,7 @@ public:
     static constexpr unsigned kMailboxIdleWaitMs = 60000;
     static constexpr unsigned kRsipPollMs = 100;
 
-    CallProcessor();
+    explicit CallProcessor(const EngineSetup& setup = EngineSetup{});
     ~CallProcessor() override;
 
     // The one object, for the Mailbox thread; null when none exists.
@@ -84,6 +96,7 @@ private:
     MediaSession* mediaSession() const;
     void walkSignalBlock(const char* block);
 
+    const EngineSetup mSetup;
     platform::RecursiveLock mLock;
     std::unique_ptr<platform::Thread> mMailboxThread;
     std::atomic<std::uint32_t> mMailboxThreadId{0};

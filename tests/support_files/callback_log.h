@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -42,6 +43,35 @@ struct CallbackLog {
     std::vector<Entry> entries() {
         std::lock_guard<std::mutex> lock(mMutex);
         return mEntries;
+    }
+    // One word per entry, for comparing whole sequences: "C23/5:G.729" (a
+    // client event with its length and its text up to the first zero),
+    // "K1,2" (key state), "D:text", "L24" (link event, decimal).
+    std::string summary() {
+        std::string out;
+        char word[64];
+        for (const Entry& e : entries()) {
+            if (!out.empty()) out += ' ';
+            switch (e.kind) {
+                case 'C':
+                    std::snprintf(word, sizeof word, "C%02X/%d", static_cast<unsigned>(e.code) & 0xFFu, e.length);
+                    out += word;
+                    if (!e.data.empty() && e.data[0] != '\0') out += ":" + std::string(e.data.c_str());
+                    break;
+                case 'K':
+                    std::snprintf(word, sizeof word, "K%X,%X", e.first, e.second);
+                    out += word;
+                    break;
+                case 'D':
+                    out += "D:" + e.data;
+                    break;
+                default:
+                    std::snprintf(word, sizeof word, "L%d", e.code);
+                    out += word;
+                    break;
+            }
+        }
+        return out;
     }
     void clear() {
         std::lock_guard<std::mutex> lock(mMutex);
