@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "e2e_fixture.h"
+#include "sim/udp_peer.h"
 #include "sim/mgcp_server.h"
 #include "sim/ptap_server.h"
 
@@ -114,4 +115,51 @@ TEST_F(SoftphoneE2E, RepeatedStartsLeaveNoThreadBehind) {
         EXPECT_EQ(api().uninitialize(), 0);
     }
     EXPECT_EQ(threadCount(), before);
+}
+
+TEST_F(SoftphoneE2E, OnlyTheCallServerSpeaksForTheCallServer) {
+    sim::PtapServer ptap;
+    sim::MgcpServer mgcp;
+    ASSERT_TRUE(ptap.start());
+    ASSERT_TRUE(mgcp.start());
+    startTrace();
+    PtapParameters out{};
+    ASSERT_EQ(api().initialize(&params_, &out), 0);
+    ASSERT_TRUE(mgcp.waitForCount(1, 1000));  // the RSIP
+
+    // From 127.0.0.2: a keepalive time-out of 0 with an event, a compulsion
+    // restart, and a ring.
+    sim::UdpPeer intruder;
+    ASSERT_TRUE(intruder.start(0, 0x7F000002));
+    std::vector<std::uint8_t> body = sim::PtapServer::item(0x1A, {0x00});
+    const std::vector<std::uint8_t> event = sim::PtapServer::item(0x20, {0x44});
+    body.insert(body.end(), event.begin(), event.end());
+    body.push_back(0xFF);
+    for (const auto& bytes : {sim::PtapServer::packet(0x77, sim::PtapServer::kEvent, body),
+                              sim::PtapServer::packet(0x78, sim::PtapServer::kCompulsionRestart, {0xFF})}) {
+        ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, sim::PtapServer::kTerminalPort, bytes.data(), bytes.size()));
+    }
+    ASSERT_TRUE(intruder.sendTo(sim::kLoopbackAddress, sim::kMgcpTerminalPort,
+                                "RQNT 90 d1@0011223344ff MGCP 1.0\r\nS: X-P/ring(000100)\r\n"));
+
+    // The server's own event and text come after them on the same sockets.
+    ptap.sendEvent(0x33);
+    mgcp.sendCommand("RQNT 91 d1@0011223344ff MGCP 1.0\r\nS: X-P/lcdp(2202030541)\r\n");
+    auto& recorder = sim::CallbackRecorder::instance();
+    ASSERT_TRUE(recorder.waitFor([](const auto& r) { return r.size() >= 2; }, 2000));
+    // A time-out of 0 would have reported the link lost within about a second.
+    EXPECT_FALSE(recorder.waitFor([](const auto& r) { return r.size() > 2; }, 2500));
+    const auto records = recorder.records();
+    ASSERT_EQ(records.size(), 2u);
+    for (const auto& r : records) {
+        if (r.kind == sim::CallbackRecord::LinkEvent) {
+            EXPECT_EQ(r.code, 0x33);
+        } else {
+            EXPECT_EQ(r.kind, sim::CallbackRecord::DisplayText);
+        }
+    }
+    EXPECT_EQ(intruder.count(), 0u) << "nothing was answered or acknowledged";
+    const std::string trace = traceText();
+    EXPECT_NE(trace.find("[PTAP :: Warning] Datagram from 127.0.0.2 dropped - not the server"), std::string::npos);
+    EXPECT_NE(trace.find("[MGCP :: Warning] Datagram from 127.0.0.2 dropped - not the server"), std::string::npos);
 }
