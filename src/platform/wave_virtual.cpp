@@ -1,7 +1,15 @@
 // Virtual backend: sound devices with no hardware, paced by a clock. Output
 // may be kept in memory; input comes from a source function or silence.
+// Two environment variables reach them from outside the process, for a
+// client with no sound card: SOFTPHONE_VIRTUAL_INPUT names a 16-bit PCM WAV
+// file that the virtual microphones play in a loop, and
+// SOFTPHONE_VIRTUAL_OUTPUT names a folder where each virtual output stream
+// leaves what it played, as "<device>-<n>.wav", when it closes.
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 
 #include "platform/virtual_wave.h"
@@ -45,14 +53,88 @@ VirtualDevice* presentDevice(VirtualState& s, WaveDirection direction, int index
     return nullptr;
 }
 
+std::uint32_t readLe(const std::vector<std::uint8_t>& bytes, std::size_t at, int count) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < count; ++i) value |= std::uint32_t{bytes[at + static_cast<std::size_t>(i)]} << (8 * i);
+    return value;
+}
+
+// The samples of a 16-bit PCM WAV file; empty for anything else. Every
+// chunk size is checked against the file before it is used.
+std::vector<std::int16_t> readPcm16File(const char* path) {
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.size() < 12 || std::memcmp(bytes.data(), "RIFF", 4) != 0 || std::memcmp(bytes.data() + 8, "WAVE", 4) != 0)
+        return {};
+    bool pcm16 = false;
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {
+        const std::size_t size = readLe(bytes, at + 4, 4);
+        if (size > bytes.size() - at - 8) return {};
+        if (std::memcmp(bytes.data() + at, "fmt ", 4) == 0 && size >= 16) {
+            pcm16 = readLe(bytes, at + 8, 2) == 1 && readLe(bytes, at + 22, 2) == 16;
+        } else if (std::memcmp(bytes.data() + at, "data", 4) == 0 && pcm16) {
+            std::vector<std::int16_t> samples(size / 2);
+            for (std::size_t i = 0; i < samples.size(); ++i)
+                samples[i] = static_cast<std::int16_t>(readLe(bytes, at + 8 + 2 * i, 2));
+            return samples;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return {};
+}
+
+void putLe(std::ofstream& out, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.put(static_cast<char>((value >> (8 * i)) & 0xFF));
+}
+
+bool writeWav(const std::string& path, const WaveFormat& format, const std::vector<std::uint8_t>& data) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) return false;
+    const auto size = static_cast<std::uint32_t>(data.size());
+    out.write("RIFF", 4);
+    putLe(out, 36 + size + (size & 1), 4);
+    out.write("WAVEfmt ", 8);
+    putLe(out, 16, 4);
+    putLe(out, format.formatTag, 2);
+    putLe(out, format.channels, 2);
+    putLe(out, format.samplesPerSec, 4);
+    putLe(out, format.avgBytesPerSec, 4);
+    putLe(out, format.blockAlign, 2);
+    putLe(out, format.bitsPerSample, 2);
+    out.write("data", 4);
+    putLe(out, size, 4);
+    out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    if (size & 1) out.put('\0');
+    return static_cast<bool>(out);
+}
+
+std::string narrowName(const std::u16string& name) {
+    std::string out;
+    for (char16_t c : name) out += c < 0x80 ? static_cast<char>(c) : '_';
+    return out;
+}
+
 class VirtualStream final : public WaveStream {
 public:
     VirtualStream(VirtualDevice& device, const WaveClock& clock, WaveDirection direction, const WaveFormat& format,
                   WaveCallback callback, void* user)
         : WaveStream(direction, format, callback, user, clock, format.avgBytesPerSec / 50, 0),
           mDevice(device),
-          mGeneration(device.generation) {}
-    ~VirtualStream() override { close(); }
+          mGeneration(device.generation) {
+        if (direction == WaveDirection::Output) {
+            if (const char* folder = std::getenv("SOFTPHONE_VIRTUAL_OUTPUT")) {
+                static std::atomic<int> sStreams{0};
+                mRecordPath = std::string(folder) + "/" + narrowName(device.name) + "-" +
+                              std::to_string(sStreams.fetch_add(1) + 1) + ".wav";
+            }
+        } else if (const char* file = std::getenv("SOFTPHONE_VIRTUAL_INPUT")) {
+            if (format.bitsPerSample == 16) mInputFile = readPcm16File(file);
+        }
+    }
+    ~VirtualStream() override {
+        close();
+        if (!mRecordPath.empty()) writeWav(mRecordPath, format(), mRecorded);
+    }
 
 protected:
     Transfer transfer(char* data, std::uint32_t bytes) override {
@@ -61,10 +143,17 @@ protected:
         if (!mDevice.present || mDevice.generation != mGeneration) return Transfer::Lost;
         if (direction() == WaveDirection::Output) {
             if (s.capture) mDevice.captured.insert(mDevice.captured.end(), data, data + bytes);
+            if (!mRecordPath.empty()) mRecorded.insert(mRecorded.end(), data, data + bytes);
             return Transfer::Ok;
         }
         const std::size_t frames = bytes / format().blockAlign;
-        if (format().bitsPerSample == 16 && s.source) {
+        if (!mInputFile.empty()) {
+            auto* samples = reinterpret_cast<std::int16_t*>(data);
+            for (std::size_t i = 0; i < bytes / 2; ++i) {
+                samples[i] = mInputFile[mInputAt];
+                mInputAt = (mInputAt + 1) % mInputFile.size();
+            }
+        } else if (format().bitsPerSample == 16 && s.source) {
             const std::size_t count = bytes / 2;
             if (mSamples.size() < count) mSamples.resize(count);  // once, at the first period
             s.source(mSamples.data(), count, mPosition);
@@ -81,6 +170,10 @@ private:
     const std::uint64_t mGeneration;
     std::uint64_t mPosition = 0;
     std::vector<std::int16_t> mSamples;
+    std::string mRecordPath;
+    std::vector<std::uint8_t> mRecorded;
+    std::vector<std::int16_t> mInputFile;
+    std::size_t mInputAt = 0;
 };
 
 class VirtualBackend final : public WaveBackend {
@@ -128,10 +221,6 @@ void setPresent(const std::u16string& name, bool present) {
     }
 }
 
-void putLe(std::ofstream& out, std::uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.put(static_cast<char>((value >> (8 * i)) & 0xFF));
-}
-
 }  // namespace
 
 WaveBackend& virtualWaveBackend() {
@@ -175,25 +264,7 @@ std::vector<std::uint8_t> capturedOutput(const std::u16string& device) {
 }
 
 bool writeCaptureWav(const std::u16string& device, const std::string& path, const WaveFormat& format) {
-    const std::vector<std::uint8_t> data = capturedOutput(device);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
-    const auto size = static_cast<std::uint32_t>(data.size());
-    out.write("RIFF", 4);
-    putLe(out, 36 + size + (size & 1), 4);
-    out.write("WAVEfmt ", 8);
-    putLe(out, 16, 4);
-    putLe(out, format.formatTag, 2);
-    putLe(out, format.channels, 2);
-    putLe(out, format.samplesPerSec, 4);
-    putLe(out, format.avgBytesPerSec, 4);
-    putLe(out, format.blockAlign, 2);
-    putLe(out, format.bitsPerSample, 2);
-    out.write("data", 4);
-    putLe(out, size, 4);
-    out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
-    if (size & 1) out.put('\0');
-    return static_cast<bool>(out);
+    return writeWav(path, format, capturedOutput(device));
 }
 
 void unplug(const std::u16string& device) {
