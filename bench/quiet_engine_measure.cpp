@@ -1,6 +1,7 @@
 // How quiet the registered, idle library is, and how fast a key leaves.
 // Loads libsoftphone.so as a client does, registers against the simulated
-// call server on loopback (fixed ports: run it alone), then:
+// call server on loopback (fixed ports: run it alone; --library PATH loads
+// another build, to compare), then:
 //   1. idles for --idle seconds and counts the wake-ups (context switches)
 //      and CPU time of the library's own threads;
 //   2. presses a key after each of --keys quiet spells and times put_key to
@@ -117,12 +118,14 @@ void printResends(const char* what, const std::vector<std::uint64_t>& atUs) {
 int main(int argc, char** argv) {
     int idleSeconds = 60;
     int keys = 200;
+    const char* libraryPath = SOFTPHONE_LIBRARY_PATH;  // --library: another build, to compare
     for (int i = 1; i + 1 < argc; i += 2) {
         if (std::strcmp(argv[i], "--idle") == 0) idleSeconds = std::atoi(argv[i + 1]);
         if (std::strcmp(argv[i], "--keys") == 0) keys = std::atoi(argv[i + 1]);
+        if (std::strcmp(argv[i], "--library") == 0) libraryPath = argv[i + 1];
     }
     sim::SoftphoneLibrary lib;
-    if (!lib.load(SOFTPHONE_LIBRARY_PATH)) {
+    if (!lib.load(libraryPath)) {
         std::fprintf(stderr, "cannot load the library: %s\n", lib.error().c_str());
         return 2;
     }
