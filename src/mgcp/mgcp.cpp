@@ -146,6 +146,7 @@ int MGCP::shutdown() {
         mSocketThreadId = 0;
         mRetransmitThreadId = 0;
         mRetransmitWakeup.wake();
+        mNoSocketWakeup.wake();
         if (mSocketThread && !mSocketThread->isCurrent()) socketThread = std::move(mSocketThread);
         if (mRetransmitThread && !mRetransmitThread->isCurrent()) retransmitThread = std::move(mRetransmitThread);
         // Wakes the blocked receive.

@@ -121,6 +121,8 @@ private:
     const std::uint16_t mLocalPort;
     const std::uint16_t mServerPort;
     platform::Wakeup mRetransmitWakeup{mClock};
+    // Where the socket thread waits for shutdown when there is no socket.
+    platform::Wakeup mNoSocketWakeup{mClock};
     // The server's address as the socket thread compares senders with it.
     std::atomic<std::uint32_t> mServerAddress{0};
     std::uint64_t mLastForeignTraceMs = 0;  // socket thread only

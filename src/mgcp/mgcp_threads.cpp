@@ -7,9 +7,8 @@
 
 namespace {
 
-// Without a socket every receive fails at once; this keeps such a loop
-// from taking a whole core until shutdown.
-constexpr unsigned kNoSocketPauseMs = 5;
+// Without memory for a packet the loop pauses before it tries again.
+constexpr unsigned kNoMemoryPauseMs = 5;
 
 }  // namespace
 
@@ -28,12 +27,13 @@ void MGCP::pollSocket() {
         }
         MgcpPacketPtr packet = createPacket();
         if (!packet) {
-            platform::sleepMs(kNoSocketPauseMs);
+            platform::sleepMs(kNoMemoryPauseMs);
             continue;
         }
         const platform::ReceiveResult r = mSocket.receive(packet->payload.data(), packet->payload.size());
         if (r.status != platform::ReceiveStatus::Data || r.length < 1) {
-            if (r.status == platform::ReceiveStatus::Closed) platform::sleepMs(kNoSocketPauseMs);
+            // Without a socket nothing can arrive: sleep until shutdown.
+            if (r.status == platform::ReceiveStatus::Closed) mNoSocketWakeup.waitUntil(platform::Wakeup::kNever);
             continue;
         }
         // Only the call server speaks for the call server: anything else
