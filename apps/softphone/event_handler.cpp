@@ -1,0 +1,237 @@
+#include "event_handler.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace client {
+
+namespace {
+
+// Volume of the speaker in hands-free mode, as level and step of the gain.
+constexpr int kHandsFreeLevel = 4;
+constexpr float kHandsFreeStep = 0.1f;
+
+std::int32_t intAt(const std::string& block, std::size_t offset) {
+    std::int32_t value = -1;
+    if (block.size() >= offset + 4) std::memcpy(&value, block.data() + offset, 4);
+    return value;
+}
+
+// The fields of the tone data behind "mgcp_tone" and its zero byte.
+struct ToneData {
+    std::int32_t kind, volume[4], ringBase, ringPattern, ringMelody;
+};
+
+ToneData toneData(const std::string& block) {
+    ToneData t{};
+    constexpr std::size_t kTag = 10;
+    t.kind = intAt(block, kTag);
+    for (int i = 0; i < 4; ++i) t.volume[i] = intAt(block, kTag + 4 + 4 * i);
+    t.ringBase = intAt(block, kTag + 20);
+    t.ringPattern = intAt(block, kTag + 24);
+    t.ringMelody = intAt(block, kTag + 28);
+    return t;
+}
+
+std::string hex(std::uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%X", value);
+    return text;
+}
+
+}  // namespace
+
+EventHandler::EventHandler(const Engine& engine, Log log) : mEngine(engine), mLog(std::move(log)) {}
+
+PhoneDisplay EventHandler::display() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mDisplay;
+}
+
+std::string EventHandler::codec() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mCodec;
+}
+
+void EventHandler::handle(const EngineEvent& event) {
+    switch (event.kind) {
+        case EngineEvent::Client:
+            onClientEvent(event);
+            break;
+        case EngineEvent::KeyState: {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mDisplay.setLamp(event.first, event.second);
+            mLog("lamp " + hex(event.first) + ": " + PhoneDisplay::lampName(event.second));
+            break;
+        }
+        case EngineEvent::Display: {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mLog(mDisplay.applyDisplay(event.data));
+            break;
+        }
+        case EngineEvent::Link:
+            if (event.code == 0x18) {
+                mProgress.linkLost = true;
+                mLog("LINK LOST: the call server stopped answering");
+            } else if (event.code == 0x1A) {
+                mLog("the call server orders a restart");
+            } else {
+                mLog("call server event " + hex(static_cast<std::uint32_t>(event.code)));
+            }
+            break;
+        case EngineEvent::LocalKeyTone:
+            mEngine.ToneModulePlayDTMF(event.code, 0);
+            break;
+    }
+}
+
+void EventHandler::onClientEvent(const EngineEvent& event) {
+    const std::string& data = event.data;
+    auto setCall = [this](const char* text) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mDisplay.setCall(text);
+    };
+    switch (event.code) {
+        case 0x01:
+            mLog("call ended");
+            setCall("ended");
+            break;
+        case 0x02:
+            onRing(data, true);
+            break;
+        case 0x17:
+            onRing(data, false);
+            break;
+        case 0x07:
+        case 0x12:
+            mProgress.connected = true;
+            setCall("connected");
+            mLog("media: send and receive");
+            break;
+        case 0x10:
+            setCall("far end ringing");
+            mLog("media: receive only (ringback)");
+            break;
+        case 0x11:
+            mProgress.connected = false;
+            setCall("idle");
+            mLog("media: inactive");
+            break;
+        case 0x14:
+        case 0x15: {
+            const bool on = event.code == 0x14;
+            mProgress.muted = on;
+            // Muting stops the microphone's refill; the voice bridge also
+            // sends no frames while muted.
+            mEngine.AudioModuleRecordStart(on ? 0 : 1);
+            std::lock_guard<std::mutex> lock(mMutex);
+            mDisplay.setMute(on);
+            mLog(on ? "microphone muted" : "microphone on");
+            break;
+        }
+        case 0x16:
+            if (mRinging) mLog("ring stops");
+            mRinging = false;
+            mEngine.ToneModulePlayTone(0, -1, -1);
+            break;
+        case 0x1B:
+        case 0x1D:
+        case 0x1C: {
+            const bool on = event.code != 0x1C;
+            if (on)
+                mEngine.AudioModuleSetSpeakerVolume(kHandsFreeLevel, kHandsFreeStep);
+            else
+                mEngine.AudioModuleSetSpeakerVolume(0, 0.0f);
+            std::lock_guard<std::mutex> lock(mMutex);
+            mDisplay.setSpeaker(on);
+            mLog(on ? "speaker on (hands-free)" : "speaker off");
+            break;
+        }
+        case 0x1E:
+            onPbxSetting(data);
+            break;
+        case 0x1F:
+            mLog("background music muted");
+            break;
+        case 0x20:
+            onTone(data);
+            break;
+        case 0x21: {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mDisplay.applyLabels(data);
+            mLog("soft-key labels");
+            break;
+        }
+        case 0x22:
+            mLog("card value " + std::to_string(data.empty() ? 0 : static_cast<unsigned char>(data[0])));
+            break;
+        case 0x23: {
+            mProgress.voiceStarted = true;
+            mProgress.voiceStopped = false;
+            std::lock_guard<std::mutex> lock(mMutex);
+            mCodec = data;
+            mLog("voice started, codec " + (data.empty() ? std::string("unknown") : data));
+            break;
+        }
+        case 0x24:
+            if (mProgress.voiceStarted) mProgress.voiceStopped = true;
+            mLog("voice stopped");
+            break;
+        case 0x25:
+        case 0x26:
+            mLog(event.code == 0x25 ? "headset on" : "headset off");
+            break;
+        default:
+            mLog("client event " + hex(static_cast<std::uint32_t>(event.code)));
+            break;
+    }
+}
+
+void EventHandler::onRing(const std::string& block, bool incoming) {
+    const ToneData t = toneData(block);
+    if (t.kind == 2) {
+        // Volume data: type 3 is the ringer, the others the voice path.
+        if (t.volume[3] >= 0) {
+            mLog("ringer volume " + std::to_string(t.volume[3]));
+            if (mRinging) mEngine.ToneModulePlayTone(-1, t.volume[3], -1);
+        }
+        for (int type = 0; type < 3; ++type) {
+            if (t.volume[type] < 0) continue;
+            mEngine.AudioModuleSetSpeakerVolume(t.volume[type], 0.1f);
+            mLog("volume " + std::to_string(type) + ": " + std::to_string(t.volume[type]));
+        }
+        return;
+    }
+    if (incoming) ++mProgress.rings;
+    mRinging = true;
+    mLog(std::string(incoming ? "RING (incoming call)" : "tone") + ": pattern " + std::to_string(t.ringPattern) +
+         ", melody " + std::to_string(t.ringMelody));
+    mEngine.ToneModulePlayTone(t.ringPattern, -1, t.ringMelody < 0 ? -1 : t.ringMelody);
+    if (incoming) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mDisplay.setCall("ringing");
+    }
+}
+
+void EventHandler::onTone(const std::string& block) {
+    const std::int32_t code = intAt(block, 4);
+    if (code <= 0) {
+        mLog("tone off");
+        mEngine.ToneModulePlayServiceTone(0xFF);
+        return;
+    }
+    const char* name = code == 0x90 ? " (dial tone)" : code == 0x92 ? " (ringback)" : code == 0x93 ? " (busy)" : "";
+    mLog("tone " + hex(static_cast<std::uint32_t>(code)) + name);
+    if (code == 0x90) mProgress.dialTone = true;
+    mEngine.ToneModulePlayServiceTone(code);
+}
+
+void EventHandler::onPbxSetting(const std::string& block) {
+    const std::int32_t program = intAt(block, 12);
+    const std::int32_t keypad = intAt(block, 16);
+    if (program >= 0) mEngine.ToneModuleSetProgramMode(program);
+    if (keypad >= 0) mEngine.ToneModuleSetKeyPadMode(keypad);
+    mLog("pbx setting: program mode " + std::to_string(program) + ", keypad mode " + std::to_string(keypad));
+}
+
+}  // namespace client

@@ -1,0 +1,150 @@
+#include "interactive.h"
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <string>
+
+#include "engine_library.h"
+#include "event_handler.h"
+#include "event_pump.h"
+#include "raw_terminal.h"
+#include "terminal_parameters.h"
+#include "voice_bridge.h"
+
+namespace client {
+
+namespace {
+
+constexpr std::size_t kLogLines = 8;
+constexpr char kHelp[] = "keys: 0-9 * # dial   h hook   l line 1   s speaker   a-d soft keys 1-4   q quit";
+
+// Key index of the tone player for a dial key; -1 for none.
+int keyToneIndex(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c == '*') return 10;
+    if (c == '#') return 11;
+    return -1;
+}
+
+class Screen {
+public:
+    void log(const std::string& text) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mLog.push_back(text);
+        while (mLog.size() > kLogLines) mLog.pop_front();
+        mDirty = true;
+    }
+    void markDirty() { mDirty = true; }
+    // Draws from the top left, each line cleared to its end.
+    void draw(const PhoneDisplay& display, const std::string& status) {
+        if (!mDirty.exchange(false)) return;
+        std::string frame = "\x1b[H";
+        auto line = [&frame](const std::string& text) { frame += text + "\x1b[K\r\n"; };
+        line("softphone  " + status);
+        for (const std::string& row : display.render()) line(row);
+        line("");
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            for (const std::string& entry : mLog) line("  " + entry);
+            for (std::size_t i = mLog.size(); i < kLogLines; ++i) line("");
+        }
+        line(kHelp);
+        frame += "\x1b[J";
+        std::fwrite(frame.data(), 1, frame.size(), stdout);
+        std::fflush(stdout);
+    }
+
+private:
+    std::mutex mMutex;
+    std::deque<std::string> mLog;
+    std::atomic<bool> mDirty{true};
+};
+
+}  // namespace
+
+int runInteractive(const InteractiveOptions& options) {
+    std::uint32_t server = 0, local = 0;
+    std::array<std::uint8_t, 6> mac{};
+    if (!parseAddress(options.server, server) || !parseAddress(options.local, local)) {
+        std::fprintf(stderr, "softphone: addresses are dotted IPv4 addresses\n");
+        return 2;
+    }
+    if (!parseMac(options.mac, mac)) {
+        std::fprintf(stderr, "softphone: --mac takes 12 hexadecimal digits\n");
+        return 2;
+    }
+    EngineLibrary library;
+    if (!library.load(options.library)) {
+        std::fprintf(stderr, "softphone: cannot load %s: %s\n", library.path().c_str(), library.error().c_str());
+        return 2;
+    }
+    const Engine& engine = library.engine();
+    engine.tracer_startup(options.traceFile.c_str());
+
+    RawTerminal terminal;
+    Screen screen;
+    std::fputs("\x1b[2J\x1b[?25l", stdout);
+    EventHandler handler(engine, [&screen](const std::string& text) { screen.log(text); });
+    EventPump pump(handler);
+    pump.start([&screen] { screen.markDirty(); });
+
+    if (engine.AudioModuleStart() != 0) screen.log("sound engine did not start: no voice");
+    VoiceBridge bridge(engine);
+    bridge.start(true);
+
+    ParameterContainer params = terminalParameters(server, local, mac);
+    PtapParameters ptap{};
+    screen.log("registering with " + options.server + " ...");
+    screen.draw(handler.display(), "registering");
+    const int init = engine.initialize(&params, &ptap);
+    std::string status = init == 0 ? "registered with " + options.server
+                                   : "registration failed (" + std::to_string(init) + "), see " + options.traceFile;
+    screen.log(status);
+
+    bool offHook = false;
+    while (init == 0 && !RawTerminal::stopRequested()) {
+        const CallProgress& progress = handler.progress();
+        const std::string line =
+            status + (offHook ? ", off hook" : ", on hook") + (progress.linkLost ? "  ** LINK LOST **" : "");
+        screen.draw(handler.display(), line);
+        const int key = terminal.readKey(100);
+        if (key < 0) continue;
+        const char c = static_cast<char>(key);
+        if (c == 'q' || c == 3) break;
+        screen.markDirty();
+        if (keyToneIndex(c) >= 0) {
+            const char digits[2] = {c, '\0'};
+            engine.make_call(digits);
+            EngineEvent tone;
+            tone.kind = EngineEvent::LocalKeyTone;
+            tone.code = keyToneIndex(c);
+            EventQueue::instance().push(tone);  // the tone player has one caller: the pump
+        } else if (c == 'h') {
+            offHook = !offHook;
+            engine.put_key(offHook ? 0x0200 : 0x0100);
+        } else if (c == 'l') {
+            offHook = true;
+            engine.put_key(0x1000);
+        } else if (c == 's') {
+            engine.put_key(0x1100);
+        } else if (c >= 'a' && c <= 'd') {
+            engine.put_key(0x0C00 + static_cast<std::uint32_t>(c - 'a'));
+        }
+    }
+    if (init != 0) {
+        screen.draw(handler.display(), status);
+        terminal.readKey(3000);
+    }
+
+    bridge.stop();
+    engine.uninitialize();
+    engine.AudioModuleShutdown();
+    pump.stop();
+    std::fputs("\r\n", stdout);
+    return init == 0 ? 0 : 1;
+}
+
+}  // namespace client
