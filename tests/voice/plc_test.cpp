@@ -90,25 +90,6 @@ TEST(PLC, DelaysEveryFrameBy75SamplesAndConcealsSilenceAsSilence) {
     EXPECT_EQ(silent.overlapLength(), 50);
 }
 
-TEST(PLC, ConcealedFramesFadeOutOverSixFrames) {
-    PLC plc;
-    feedConstant(plc, 1000);
-    std::vector<std::int16_t> out;
-    for (int k = 0; k < 9; ++k) {
-        const Frame frame = conceal(plc);
-        out.insert(out.end(), frame.begin(), frame.end());
-    }
-    // Concealed frame k, before the delay: full level, then from
-    // 1 - 0.2 (k - 1) down by 0.2 over the frame; from the seventh on, silence.
-    for (int k = 0; k < 9; ++k) {
-        for (int i = 0; i < kFrame && kDelay + k * kFrame + i < 9 * kFrame; ++i) {
-            double gain = k == 0 ? 1.0 : k <= 5 ? 1.0 - 0.2 * (k - 1) - 0.00125 * i : 0.0;
-            ASSERT_NEAR(out[k * kFrame + kDelay + i], 1000.0 * gain, 2.0) << "frame " << k << " sample " << i;
-        }
-    }
-    EXPECT_EQ(plc.eraseCount(), 9);
-}
-
 // The first real frame (2000 throughout) after `lost` concealed frames of a
 // history at 1000: the synthetic part at gain 1 - 0.2 (lost - 1) fades out
 // over a quarter pitch period (50 samples at pitch 201) plus 32 per lost
@@ -132,25 +113,6 @@ TEST(PLC, BlendsTheFirstRealFrameAfterALoss) {
             ASSERT_NEAR(sample, 1000.0 * gain * (1.0 - weight) + 2000.0 * weight, 2.0)
                 << "lost " << lost << " sample " << i;
         }
-    }
-}
-
-// Periods in the search range are found; a shorter one by a multiple.
-TEST(PLC, FindsThePitchPeriod) {
-    const double pi = std::acos(-1.0);
-    for (const auto& [period, pitch] : {std::pair{200, 200}, {215, 215}, {280, 280}, {300, 300}, {100, 200}}) {
-        PLC plc;
-        for (int f = 0; f < 10; ++f) {
-            Frame frame;
-            for (int i = 0; i < kFrame; ++i) {
-                const double phase = 2.0 * pi * (f * kFrame + i) / period;
-                frame[i] = static_cast<std::int16_t>(6000.0 * std::sin(phase) + 2500.0 * std::sin(3.0 * phase + 0.4));
-            }
-            plc.addToHistory(frame.data());
-        }
-        conceal(plc);
-        EXPECT_NEAR(plc.pitch(), pitch, 1) << period;
-        EXPECT_EQ(plc.overlapLength(), plc.pitch() / 4) << period;
     }
 }
 

@@ -52,7 +52,6 @@ protected:
     std::unique_ptr<RtpPacket> receive(int* length) { return std::unique_ptr<RtpPacket>(rtp.receive(length)); }
 
     RTP rtp{0};
-    RtpPacket mUnset;
 
 private:
     platform::Thread mWatchdog;
@@ -144,17 +143,4 @@ TEST_F(LoopedRtp, ReceiveAppliesTheChecksAndGoesOn) {
         EXPECT_EQ(packet->payloadLength, *c.payload);
         EXPECT_EQ(packet->fields().sequence, 0x2202);
     }
-}
-
-TEST_F(LoopedRtp, CloseWakesABlockedReceive) {
-    RtpPacket* packet = &mUnset;
-    platform::Thread receiver;
-    ASSERT_TRUE(receiver.createSuspended([&] {
-        int length = 0;
-        packet = rtp.receive(&length);
-    }));
-    receiver.resume();
-    rtp.close();
-    receiver.join();
-    EXPECT_EQ(packet, nullptr);
 }
