@@ -143,7 +143,15 @@ INSTANTIATE_TEST_SUITE_P(Codecs, WaveSendEngine,
                                          PayloadType::kG729));
 
 TEST_F(WaveEngine, PcmuStreamPlaysContinuouslyWithALossConcealed) {
-    set_alaw(0);  // the export reaches the Wave
+    // The exports reach the Wave only while there is one.
+    set_alaw(0);
+    EXPECT_EQ(wave->alawShift(), 4);
+    gWave = nullptr;
+    set_alaw(1);
+    int status = 77;
+    EXPECT_EQ(recv_voice(nullptr, nullptr, &status), 0);
+    EXPECT_EQ(status, 77);
+    gWave = wave.get();
     EXPECT_EQ(wave->alawShift(), 4);
     wave->setCodec(PayloadType::kPcmu);
     wave->resetBuffer();
