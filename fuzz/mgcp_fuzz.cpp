@@ -1,22 +1,47 @@
-// The MGCP text readers on arbitrary datagrams, and the round trip of the
-// builders through them.
+// The MGCP text readers on arbitrary datagrams: the classifiers and the
+// round trip of the builders through them; whole datagrams through the
+// command readers into the session record and signal blocks (CRCX, MDCX and
+// DLCX with their descriptions, the RQNT walk), and every signal decoder on
+// the datagram as its argument text.
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <string_view>
 
+#include "mgcp/command_reader.h"
 #include "mgcp/mgcp_classify.h"
 #include "mgcp/mgcp_messages.h"
 #include "mgcp/mgcp_packet.h"
 #include "mgcp/observed_event.h"
+#include "mgcp/signal_decoder.h"
+#include "mgcp/signal_list.h"
 
 namespace {
 
 void check(bool condition) {
     if (!condition) std::abort();
+}
+
+MediaSession freshSession() {
+    MediaSession s;
+    std::strcpy(s.mEndpointName, "d1@0011223344ff");
+    return s;
+}
+
+void checkBlock(const SignalBlock& block) {
+    // Every block stays a terminated text, whatever the signal said.
+    check(block.bytes[kSignalBlockSize - 1] == 0);
+}
+
+void checkSession(const MediaSession& s) {
+    check(s.mEndpointName[kEndpointNameSize - 1] == 0);
+    check(s.mCallId[kCallIdSize - 1] == 0);
+    check(s.mConnectionMode >= kModeSendRecv && s.mConnectionMode <= kModeRecvOnly);
+    check(s.mCodecType == 0 || s.mCodecType == 8 || s.mCodecType == 9 || s.mCodecType == 18);
 }
 
 }  // namespace
@@ -27,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::span<const std::uint8_t> datagram(data, size);
 
     const MgcpOperation received = classifyReceived(datagram);
-    check(received == MgcpOperation::kCrcx || received == MgcpOperation::kMdcx || received == MgcpOperation::kDlcxReceived || received == MgcpOperation::kRqnt ||
+    check(received == MgcpOperation::kCrcx || received == MgcpOperation::kMdcx ||
+          received == MgcpOperation::kDlcxReceived || received == MgcpOperation::kRqnt ||
           received == MgcpOperation::kResponse);
     const MgcpOperation sent = classifySent(datagram);
     check(toInt(sent) >= toInt(MgcpOperation::kCrcx) && toInt(sent) <= toInt(MgcpOperation::kResponse));
@@ -51,6 +77,39 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::size_t r = buildResponse(payload, "200", tid);
         check(readTransactionId(std::span<const std::uint8_t>(payload.data(), r)) == tid);
         check(classifyReceived(std::span<const std::uint8_t>(payload.data(), r)) == MgcpOperation::kResponse);
+    }
+
+    const DatagramView view(datagram);
+
+    for (MgcpOperation op : {MgcpOperation::kCrcx, MgcpOperation::kMdcx, MgcpOperation::kDlcxReceived}) {
+        MediaSession s = freshSession();
+        readCommand(op, view, s);
+        checkSession(s);
+    }
+
+    MediaSession s = freshSession();
+    SignalList list(datagram);
+    SignalBlock block;
+    // Each pass takes at least one byte off the list or ends it.
+    for (std::size_t passes = 0; list.pending(); ++passes) {
+        check(passes <= size);
+        list.next(s, block);
+        checkBlock(block);
+    }
+    checkSession(s);
+
+    // Every decoder on the datagram as its own argument text.
+    for (const char* name :
+         {"hset", "pctl", "ks", "pgmm", "cspc", "vctl", "ring", "tone", "slc", "las", "dtm", "lcdp"}) {
+        std::uint8_t text[kMgcpPayloadSize + 8];
+        const std::size_t nameLength = std::strlen(name);
+        std::memcpy(text, name, nameLength);
+        text[nameLength] = '(';
+        const std::size_t copied = size < kMgcpPayloadSize - nameLength - 1 ? size : kMgcpPayloadSize - nameLength - 1;
+        std::memcpy(text + nameLength + 1, data, copied);
+        SignalBlock one;
+        decodeSignal(DatagramView(std::span<const std::uint8_t>(text, nameLength + 1 + copied)), one);
+        checkBlock(one);
     }
     return 0;
 }

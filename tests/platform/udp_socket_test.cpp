@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -11,19 +10,6 @@
 
 namespace {
 constexpr std::uint32_t kLoopback = 0x7F000001;
-}
-
-TEST(UdpSocket, DeliversDatagramWithSender) {
-    platform::UdpSocket a, b;
-    ASSERT_TRUE(a.open(0));
-    ASSERT_TRUE(b.open(0));
-    ASSERT_EQ(a.sendTo(kLoopback, b.localPort(), "hello", 5), 5);
-    char buf[1500];
-    platform::ReceiveResult r = b.receive(buf, sizeof buf, 2000);
-    ASSERT_EQ(r.status, platform::ReceiveStatus::Data);
-    EXPECT_EQ(std::string(buf, r.length), "hello");
-    EXPECT_EQ(r.fromAddress, kLoopback);
-    EXPECT_EQ(r.fromPort, a.localPort());
 }
 
 TEST(UdpSocket, CloseFromAnotherThreadWakesBlockedReceive) {
@@ -56,18 +42,6 @@ TEST(UdpSocket, OversizeDatagramIsAnErrorNotACut) {
     platform::ReceiveResult r = b.receive(buf, sizeof buf, 2000);
     EXPECT_EQ(r.status, platform::ReceiveStatus::Data);
     EXPECT_EQ(r.length, 1500u);
-}
-
-TEST(UdpSocket, PortIsFreeAgainAfterClose) {
-    platform::UdpSocket s;
-    ASSERT_TRUE(s.open(0));
-    const std::uint16_t port = s.localPort();
-    platform::UdpSocket clash;
-    EXPECT_FALSE(clash.open(port));
-    s.close();
-    s.close();  // repeatable
-    EXPECT_TRUE(clash.open(port));
-    EXPECT_EQ(s.sendTo(kLoopback, port, "x", 1), -1);
 }
 
 TEST(UdpSocket, ParsesDottedAddresses) {

@@ -1,10 +1,99 @@
-// The PTAP engine against the simulated server on loopback, on virtual time:
-// start-up, registration, resends, supervision, and who is heard.
+// The PTAP engine against the simulated server on loopback, both on ports
+// the system chooses, on a clock that moves only when the test moves it:
+// start-up, registration, resends, and who is heard. The fixture is the
+// engine's parent and listener, and records what reaches it.
 #include <gtest/gtest.h>
 
-#include "ptap_link_fixture.h"
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "ptap/ptap.h"
 #include "ptap_test_util.h"
+#include "sim/ptap_server.h"
 #include "sim/udp_peer.h"
+#include "sim/virtual_clock.h"
+#include "support_files/trace_capture.h"
+
+namespace ptap_test {
+
+class PtapLinkTest : public ::testing::Test, public PtapParent, public PtapListener {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(server.start(0));
+        ptap = std::make_unique<PTAP>(clock, 0, server.port());
+    }
+    void TearDown() override {
+        ptap.reset();
+        server.stop();
+    }
+
+    void onPtapStatus(const int* code) override {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mStatuses.push_back(*code);
+    }
+    int onPtapEvent(const CoreEvent* event, const char* data) override {
+        EXPECT_EQ(event->code, 0x15);
+        const std::size_t n = data[0] == 0x20 ? 5 + ptap::kEventPadding : std::strlen(data) + 1;
+        std::lock_guard<std::mutex> lock(mMutex);
+        mEvents.emplace_back(data, data + n);
+        return 0;
+    }
+    std::vector<int> statuses() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mStatuses;
+    }
+    std::vector<Bytes> events() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mEvents;
+    }
+
+    // Starts the engine in `mode` with the fixture as parent and listener,
+    // and tells the server where it listens.
+    void startEngine(int mode) {
+        init.mStartCode = 0x11;
+        std::memcpy(init.mConnectionInfo, "abcdefghijkl", 12);
+        std::memcpy(init.mHardwareAddress, "\x00\x11\x22\x33\x44\x55", 6);
+        init.mLocalAddress = init.mServerAddress = sim::kLoopbackAddress;
+        init.mRegistrationMode = static_cast<std::uint8_t>(mode);
+        ASSERT_EQ(ptap->setNetworkInitData(&init), 0);
+        ptap->setParent(this);
+        ASSERT_EQ(ptap->addListener(this), 0);
+        ASSERT_EQ(ptap->start(), 0);
+        server.setTerminalPort(ptap->localPort());
+    }
+
+    int send(int type) { return ptap->transmit(&type, nullptr, nullptr); }
+    bool statusArrives(int code) {
+        return sim::eventually([&] {
+            const std::vector<int> s = statuses();
+            return std::find(s.begin(), s.end(), code) != s.end();
+        });
+    }
+    bool eventsArrive(std::size_t n, int timeoutMs = 2000) {
+        return sim::eventually([&] { return events().size() >= n; }, timeoutMs);
+    }
+    // START, answered as the server's script says, reports `status`.
+    void registerWith(int status) {
+        ASSERT_EQ(send(0x04), 0);
+        ASSERT_TRUE(statusArrives(status));
+    }
+
+    sim::VirtualClock clock;
+    TraceCapture trace;
+    NetworkInitData init{};
+    sim::PtapServer server;
+    std::unique_ptr<PTAP> ptap;
+
+private:
+    std::mutex mMutex;
+    std::vector<int> mStatuses;
+    std::vector<Bytes> mEvents;  // a text with its terminator, or a five-byte item with its padding
+};
+
+}  // namespace ptap_test
 
 using namespace ptap_test;
 using sim::PtapServer;
@@ -42,7 +131,7 @@ TEST_F(PtapLinkTest, StartPausesOnItsClockThenModeZeroRegistersAndServerPacketsA
     // Both are acknowledged with their own tid.
     const std::uint32_t event = server.sendEvent(0x33);
     ASSERT_TRUE(eventsArrive(1));
-    EXPECT_EQ(events()[0].data.at(3), 0x33);
+    EXPECT_EQ(events()[0].at(3), 0x33);
     const std::uint32_t query = server.sendCardQuery();
     ASSERT_TRUE(statusArrives(6));
     EXPECT_EQ(ptap->getResult(), 0xD3);
@@ -85,30 +174,6 @@ TEST_F(PtapLinkTest, UnansweredStartGoesOutSeventeenTimesByTheClockAndIsDroppedA
     EXPECT_EQ(server.receivedOfType(PtapServer::kStart).size(), 17u);
 }
 
-TEST_F(PtapLinkTest, SilenceReportsTheLostLinkOnceThreeSecondsAfterTheLastKeepalive) {
-    server.setParameterItems(PtapServer::defaultParameterItems(2));
-    startEngine(0);
-    registerWith(1);
-    clock.advance(1500);
-    ASSERT_TRUE(server.waitForAck(server.sendKeepalive(), 2000));
-    const std::uint64_t contact = clock.monotonicMs();
-
-    clock.advance(2999);
-    EXPECT_FALSE(eventsArrive(1, 100)) << "two whole seconds are not past the threshold";
-    clock.advance(1);
-    ASSERT_TRUE(eventsArrive(1));
-    const Event event = events()[0];
-    EXPECT_STREQ(reinterpret_cast<const char*>(event.data.data()), "PTAP_NOCONN");
-    EXPECT_GE(event.atMs - contact, 3000u);
-    EXPECT_LE(event.atMs - contact, 3100u);
-    EXPECT_TRUE(ptap->connectionLost());
-
-    // The watch has ended: new silence after a new contact brings nothing.
-    ASSERT_TRUE(server.waitForAck(server.sendKeepalive(), 2000));
-    clock.advance(10000);
-    EXPECT_FALSE(eventsArrive(2, 100));
-}
-
 TEST_F(PtapLinkTest, OnlyTheServersAddressIsHeard) {
     startEngine(0);
     registerWith(1);  // keepalive time-out 30 s, watched from now
@@ -130,8 +195,8 @@ TEST_F(PtapLinkTest, OnlyTheServersAddressIsHeard) {
 
     clock.advance(5000);
     EXPECT_FALSE(eventsArrive(3, 100)) << "no restart, no lost link by a time-out of 0";
-    EXPECT_EQ(events()[0].data[3], 0x33);
-    EXPECT_EQ(events()[1].data[3], 0x34);
+    EXPECT_EQ(events()[0][3], 0x33);
+    EXPECT_EQ(events()[1][3], 0x34);
     EXPECT_FALSE(ptap->connectionLost());
     EXPECT_EQ(intruder.count(), 0u) << "nothing was acknowledged";
     const std::vector<std::string> lines = trace.messages();

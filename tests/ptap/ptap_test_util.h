@@ -1,4 +1,5 @@
-// Helpers of the PTAP tests: bytes from hex text, and datagrams from parts.
+// Helpers of the PTAP tests: bytes from hex text, and datagrams from parts
+// (the items and headers are the simulated server's).
 #pragma once
 
 #include <cstdint>
@@ -6,6 +7,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "sim/ptap_server.h"
 
 namespace ptap_test {
 
@@ -26,7 +29,7 @@ inline Bytes operator+(Bytes a, const Bytes& b) {
 }
 
 inline Bytes item(std::uint8_t tag, const Bytes& value) {
-    return Bytes{tag, static_cast<std::uint8_t>(value.size() >> 8), static_cast<std::uint8_t>(value.size())} + value;
+    return sim::PtapServer::item(tag, value);
 }
 
 // A payload of items closed by 0xFF.
@@ -37,10 +40,7 @@ inline Bytes payload(const std::vector<Bytes>& items) {
 }
 
 inline Bytes datagram(std::uint32_t tid, std::uint8_t type, const Bytes& body) {
-    Bytes out = {'P', 'T', 'A', 'P'};
-    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(tid >> shift));
-    out.push_back(type);
-    return out + body;
+    return sim::PtapServer::packet(tid, type, body);
 }
 
 }  // namespace ptap_test

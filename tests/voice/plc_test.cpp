@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
@@ -18,14 +17,6 @@ Frame constantFrame(int value) {
     Frame frame;
     frame.fill(static_cast<std::int16_t>(value));
     return frame;
-}
-
-// Enough real frames of one level to fill the whole history.
-void feedConstant(PLC& plc, int value) {
-    for (int i = 0; i < 8; ++i) {
-        Frame frame = constantFrame(value);
-        plc.addToHistory(frame.data());
-    }
 }
 
 Frame conceal(PLC& plc) {
@@ -88,70 +79,6 @@ TEST(PLC, DelaysEveryFrameBy75SamplesAndConcealsSilenceAsSilence) {
     EXPECT_EQ(conceal(silent), constantFrame(0));
     EXPECT_EQ(silent.pitch(), 201);
     EXPECT_EQ(silent.overlapLength(), 50);
-}
-
-TEST(PLC, ConcealedFramesFadeOutOverSixFrames) {
-    PLC plc;
-    feedConstant(plc, 1000);
-    std::vector<std::int16_t> out;
-    for (int k = 0; k < 9; ++k) {
-        const Frame frame = conceal(plc);
-        out.insert(out.end(), frame.begin(), frame.end());
-    }
-    // Concealed frame k, before the delay: full level, then from
-    // 1 - 0.2 (k - 1) down by 0.2 over the frame; from the seventh on, silence.
-    for (int k = 0; k < 9; ++k) {
-        for (int i = 0; i < kFrame && kDelay + k * kFrame + i < 9 * kFrame; ++i) {
-            double gain = k == 0 ? 1.0 : k <= 5 ? 1.0 - 0.2 * (k - 1) - 0.00125 * i : 0.0;
-            ASSERT_NEAR(out[k * kFrame + kDelay + i], 1000.0 * gain, 2.0) << "frame " << k << " sample " << i;
-        }
-    }
-    EXPECT_EQ(plc.eraseCount(), 9);
-}
-
-// The first real frame (2000 throughout) after `lost` concealed frames of a
-// history at 1000: the synthetic part at gain 1 - 0.2 (lost - 1) fades out
-// over a quarter pitch period (50 samples at pitch 201) plus 32 per lost
-// frame beyond the first, never more than a frame, while the real part
-// fades in.
-TEST(PLC, BlendsTheFirstRealFrameAfterALoss) {
-    for (int lost : {1, 2, 3, 4, 5, 6, 7, 12}) {
-        PLC plc;
-        feedConstant(plc, 1000);
-        for (int k = 0; k < lost; ++k) conceal(plc);
-        Frame real = constantFrame(2000);
-        plc.addToHistory(real.data());
-        Frame next = constantFrame(2000);
-        plc.addToHistory(next.data());
-        EXPECT_EQ(plc.eraseCount(), 0);
-        const int length = std::min(50 + 32 * (lost - 1), kFrame);
-        const double gain = std::max(0.0, 1.0 - 0.2 * (lost - 1));
-        for (int i = 0; i < kFrame; ++i) {
-            const int sample = i + kDelay < kFrame ? real[i + kDelay] : next[i + kDelay - kFrame];
-            const double weight = i < length ? (i + 1.0) / length : 1.0;
-            ASSERT_NEAR(sample, 1000.0 * gain * (1.0 - weight) + 2000.0 * weight, 2.0)
-                << "lost " << lost << " sample " << i;
-        }
-    }
-}
-
-// Periods in the search range are found; a shorter one by a multiple.
-TEST(PLC, FindsThePitchPeriod) {
-    const double pi = std::acos(-1.0);
-    for (const auto& [period, pitch] : {std::pair{200, 200}, {215, 215}, {280, 280}, {300, 300}, {100, 200}}) {
-        PLC plc;
-        for (int f = 0; f < 10; ++f) {
-            Frame frame;
-            for (int i = 0; i < kFrame; ++i) {
-                const double phase = 2.0 * pi * (f * kFrame + i) / period;
-                frame[i] = static_cast<std::int16_t>(6000.0 * std::sin(phase) + 2500.0 * std::sin(3.0 * phase + 0.4));
-            }
-            plc.addToHistory(frame.data());
-        }
-        conceal(plc);
-        EXPECT_NEAR(plc.pitch(), pitch, 1) << period;
-        EXPECT_EQ(plc.overlapLength(), plc.pitch() / 4) << period;
-    }
 }
 
 }  // namespace

@@ -4,12 +4,9 @@
 
 #include <cstring>
 #include <memory>
-#include <optional>
-#include <vector>
 
 #include "platform/event.h"
 #include "platform/thread.h"
-#include "platform/udp_socket.h"
 
 namespace {
 
@@ -42,17 +39,9 @@ protected:
         RTP::releasePacket(&packet);
         return result;
     }
-    // Sends raw bytes to the RTP's port from a socket of the test.
-    void sendRaw(const std::vector<std::uint8_t>& bytes) {
-        platform::UdpSocket socket;
-        ASSERT_TRUE(socket.open(0));
-        ASSERT_EQ(socket.sendTo(kLoopback, rtp.boundPort(), bytes.data(), bytes.size()),
-                  static_cast<int>(bytes.size()));
-    }
     std::unique_ptr<RtpPacket> receive(int* length) { return std::unique_ptr<RtpPacket>(rtp.receive(length)); }
 
     RTP rtp{0};
-    RtpPacket mUnset;
 
 private:
     platform::Thread mWatchdog;
@@ -111,50 +100,4 @@ TEST_F(LoopedRtp, SendsToTheLocalPortAndStepsTheCountersOnlyWhenItSends) {
     EXPECT_TRUE(a.sequence != c.sequence || a.timestamp != c.timestamp);
     EXPECT_LT(a.timestamp, 65536u);
     EXPECT_LT(c.timestamp, 65536u);
-}
-
-TEST_F(LoopedRtp, ReceiveAppliesTheChecksAndGoesOn) {
-    const auto datagram = [](std::uint8_t byte0, std::size_t payload, std::uint8_t lastByte = 0x22) {
-        std::vector<std::uint8_t> bytes(kRtpHeaderBytes + payload, 0x22);
-        bytes[0] = byte0;
-        bytes[3] = 0x02;
-        if (payload > 0) bytes.back() = lastByte;
-        return bytes;
-    };
-    // A refused datagram gives null and nothing else: the next receive gives
-    // the datagram after it. (The checks themselves: rtp_header_test.cpp.)
-    const struct {
-        const char* name;
-        std::vector<std::uint8_t> bytes;
-        std::optional<int> payload;  // none: no packet
-    } cases[] = {
-        {"version 1", datagram(0x40, 20), std::nullopt},
-        {"padding of 4", datagram(0xA0, 20, 4), 16},
-        {"larger than a packet", std::vector<std::uint8_t>(1501, 0x80), std::nullopt},
-        {"a good one after them", datagram(0x80, 1), 1},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        sendRaw(c.bytes);
-        int length = -1;
-        const auto packet = receive(&length);
-        ASSERT_EQ(packet != nullptr, c.payload.has_value());
-        if (packet == nullptr) continue;
-        EXPECT_EQ(length, static_cast<int>(kRtpHeaderBytes) + *c.payload);
-        EXPECT_EQ(packet->payloadLength, *c.payload);
-        EXPECT_EQ(packet->fields().sequence, 0x2202);
-    }
-}
-
-TEST_F(LoopedRtp, CloseWakesABlockedReceive) {
-    RtpPacket* packet = &mUnset;
-    platform::Thread receiver;
-    ASSERT_TRUE(receiver.createSuspended([&] {
-        int length = 0;
-        packet = rtp.receive(&length);
-    }));
-    receiver.resume();
-    rtp.close();
-    receiver.join();
-    EXPECT_EQ(packet, nullptr);
 }

@@ -142,22 +142,17 @@ INSTANTIATE_TEST_SUITE_P(Codecs, WaveSendEngine,
                          testing::Values(PayloadType::kPcmu, PayloadType::kPcma, PayloadType::kG722,
                                          PayloadType::kG729));
 
-TEST_F(WaveEngine, VoiceExportsReachTheWaveOnlyWhileThereIsOne) {
+TEST_F(WaveEngine, PcmuStreamPlaysContinuouslyWithALossConcealed) {
+    // The exports reach the Wave only while there is one.
     set_alaw(0);
     EXPECT_EQ(wave->alawShift(), 4);
     gWave = nullptr;
     set_alaw(1);
-    EXPECT_EQ(wave->alawShift(), 4);
-    const std::vector<std::uint8_t> pcm(640, 0);
-    EXPECT_EQ(send_voice(640, pcm.data()), 640);
-    std::vector<std::uint8_t> out(Wave::kReceiveRoomBytes);
-    int size = 3200;
     int status = 77;
-    EXPECT_EQ(recv_voice(&size, out.data(), &status), 0);
+    EXPECT_EQ(recv_voice(nullptr, nullptr, &status), 0);
     EXPECT_EQ(status, 77);
-}
-
-TEST_F(WaveEngine, PcmuStreamPlaysContinuouslyWithALossConcealed) {
+    gWave = wave.get();
+    EXPECT_EQ(wave->alawShift(), 4);
     wave->setCodec(PayloadType::kPcmu);
     wave->resetBuffer();
     wave->setVoiceActive(true);
