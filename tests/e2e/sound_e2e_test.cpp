@@ -1,0 +1,105 @@
+// The sound engine and the tone player through the loaded library: capture,
+// a file played with repeats, a key tone that plays once, and a shutdown
+// that leaves no thread behind. The devices are chosen by name in a settings
+// file of the test's own, so a sound card on the machine changes nothing.
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "e2e_fixture.h"
+#include "tests/support_files/wave_file.h"
+
+namespace {
+
+std::atomic<int> gFrames{0};
+std::atomic<int> gBadFrames{0};
+
+void onFrame(const void* pcm, int bytes) {
+    if (pcm == nullptr || bytes != 320) gBadFrames.fetch_add(1);
+    gFrames.fetch_add(1);
+}
+
+template <typename Pred>
+bool waitFor(Pred pred, int timeoutMs = 5000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+class SoundE2E : public SoftphoneE2E {
+protected:
+    void SetUp() override {
+        SoftphoneE2E::SetUp();
+        mRoot = std::filesystem::path(::testing::TempDir()) / ("sound_e2e_" + std::to_string(std::random_device{}()));
+        std::filesystem::create_directories(mRoot / "softphone");
+        std::ofstream(mRoot / "softphone" / "settings.ini")
+            << "[Software\\Quillmere\\Softphone\\Settings]\n"
+               "Output Device=Virtual Output\nPlayFile Device=Virtual Output\nInput Device=Virtual Input\n";
+        if (const char* before = std::getenv("XDG_CONFIG_HOME")) mSavedConfig = before;
+        ::setenv("XDG_CONFIG_HOME", mRoot.c_str(), 1);
+        // Tone paths are relative: the build writes media/ into its folder.
+        mSavedFolder = std::filesystem::current_path();
+        std::filesystem::current_path(SOFTPHONE_BUILD_DIR);
+    }
+    void TearDown() override {
+        SoftphoneE2E::TearDown();
+        std::filesystem::current_path(mSavedFolder);
+        if (mSavedConfig.empty()) {
+            ::unsetenv("XDG_CONFIG_HOME");
+        } else {
+            ::setenv("XDG_CONFIG_HOME", mSavedConfig.c_str(), 1);
+        }
+        std::filesystem::remove_all(mRoot);
+    }
+    std::filesystem::path mRoot;
+    std::filesystem::path mSavedFolder;
+    std::string mSavedConfig;
+};
+
+}  // namespace
+
+TEST_F(SoundE2E, CapturesPlaysAFileWithRepeatsAndAKeyToneOnceAndShutsDownClean) {
+    const std::string wavPath = (mRoot / "ring.wav").string();
+    ASSERT_TRUE(wav::writeFile(wavPath, wav::pcmFile(wav::ramp(800))));  // 0.1 s
+    const std::u16string widePath(wavPath.begin(), wavPath.end());
+    // Without parameters initialize fails after making the TonePlayer, and
+    // no socket is opened.
+    PtapParameters params{};
+    ASSERT_EQ(api().initialize(nullptr, &params), -1);
+
+    const std::size_t threadsBefore = threadCount();
+    ASSERT_EQ(api().AudioModuleStart(), 0);
+    EXPECT_EQ(api().AudioModuleStart(), 0);  // a second start changes nothing
+    int out = -1, file = -1, in = -1;
+    api().AudioModuleGetDeviceID(&out, &file, &in);
+    EXPECT_GT(out, 0);
+    EXPECT_EQ(out, file);
+    EXPECT_GT(in, 0);
+
+    EXPECT_EQ(api().AudioModuleRegisterCallback(onFrame), 0);
+    EXPECT_EQ(api().AudioModuleRecordStart(1), 0);
+    EXPECT_TRUE(waitFor([] { return gFrames.load() >= 5; }));
+    EXPECT_EQ(gBadFrames.load(), 0);
+
+    EXPECT_EQ(api().AudioModuleGetEngineStatus(), 1);
+    EXPECT_EQ(api().AudioModulePlayFile(widePath.c_str(), 2), 0);
+    EXPECT_EQ(api().AudioModuleGetEngineStatus(), 0);
+    EXPECT_TRUE(waitFor([&] { return api().AudioModuleGetEngineStatus() == 1; }));
+
+    EXPECT_EQ(api().ToneModulePlayDTMF(5, 1), 1);  // silent: nothing plays
+    EXPECT_EQ(api().ToneModulePlayDTMF(5, 0), 0);
+    EXPECT_EQ(api().AudioModuleGetEngineStatus(), 0);
+    // Played once, the 150 ms tone ends by itself.
+    EXPECT_TRUE(waitFor([&] { return api().AudioModuleGetEngineStatus() == 1; }, 3000));
+
+    EXPECT_EQ(api().AudioModuleShutdown(), 0);
+    EXPECT_EQ(api().AudioModuleGetEngineStatus(), -1);
+    EXPECT_EQ(threadCount(), threadsBefore);
+    EXPECT_EQ(api().uninitialize(), 0);
+    EXPECT_EQ(api().ToneModuleGetKeyPadMode(), -1) << "the player went with uninitialize";
+}
