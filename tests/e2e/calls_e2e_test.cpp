@@ -45,9 +45,9 @@ protected:
 
     static sim::CallbackRecorder& recorder() { return sim::CallbackRecorder::instance(); }
 
-    static std::vector<int> clientEvents() {
+    static std::vector<int> clientEvents(const std::vector<CallbackRecord>& records = recorder().records()) {
         std::vector<int> codes;
-        for (const CallbackRecord& r : recorder().records())
+        for (const CallbackRecord& r : records)
             if (r.kind == CallbackRecord::ClientEvent) codes.push_back(r.code);
         return codes;
     }
@@ -55,9 +55,7 @@ protected:
     static bool waitEventsEndWith(const std::vector<int>& tail) {
         return recorder().waitFor(
             [&tail](const std::vector<CallbackRecord>& records) {
-                std::vector<int> codes;
-                for (const CallbackRecord& r : records)
-                    if (r.kind == CallbackRecord::ClientEvent) codes.push_back(r.code);
+                const std::vector<int> codes = clientEvents(records);
                 return codes.size() >= tail.size() && std::equal(tail.rbegin(), tail.rend(), codes.rbegin());
             },
             kWaitMs);

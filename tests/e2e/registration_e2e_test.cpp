@@ -72,16 +72,6 @@ TEST_F(RegistrationE2E, RegistersOnBothLinksAndCopiesTheParametersOut) {
               "\r\n================================[ TRACE END ]=================================\r\n");
 }
 
-TEST_F(RegistrationE2E, ANullOutBlockFailsYetLeavesTheTerminalRegistered) {
-    EXPECT_EQ(api().initialize(&params_, nullptr), -1);
-    ASSERT_TRUE(ptap_.waitForType(sim::PtapServer::kOpBegin, 1, 2000));
-    // Still registered: a key goes out on the signalling link.
-    mgcp_.clear();
-    EXPECT_EQ(api().put_key(0x0200), 0);
-    EXPECT_TRUE(mgcp_.waitForCount(1, 1000));
-    EXPECT_EQ(api().uninitialize(), 0);
-}
-
 TEST_F(RegistrationE2E, WrongCardComesBackAsTheResult) {
     // START only acknowledged, then a card query: in mode 0 the connection
     // info is wrong.

@@ -21,7 +21,7 @@ namespace {
 const std::string kRoot = SOFTPHONE_BUILD_DIR "/";
 
 // Power of `frequency` over `samples` (Goertzel), in linear units.
-inline double goertzelPower(const std::vector<std::int16_t>& samples, double frequency, int rate = 8000) {
+double goertzelPower(const std::vector<std::int16_t>& samples, double frequency, int rate = 8000) {
     const double coefficient = 2.0 * std::cos(2.0 * std::numbers::pi * frequency / rate);
     double s1 = 0.0, s2 = 0.0;
     for (std::int16_t x : samples) {
@@ -32,34 +32,17 @@ inline double goertzelPower(const std::vector<std::int16_t>& samples, double fre
     return s1 * s1 + s2 * s2 - coefficient * s1 * s2;
 }
 
-inline constexpr double kDtmfLowGroup[] = {697, 770, 852, 941};
-inline constexpr double kDtmfHighGroup[] = {1209, 1336, 1477, 1633};
+constexpr double kDtmfLowGroup[] = {697, 770, 852, 941};
+constexpr double kDtmfHighGroup[] = {1209, 1336, 1477, 1633};
 
-struct DtmfDetection {
-    double low = 0;  // strongest frequency of each group
-    double high = 0;
-    double marginDb = 0;  // weaker of the pair over the strongest other DTMF frequency
-};
-
-inline DtmfDetection detectDtmf(const std::vector<std::int16_t>& samples) {
-    DtmfDetection d;
-    double powers[8];
-    for (int i = 0; i < 4; ++i) {
-        powers[i] = goertzelPower(samples, kDtmfLowGroup[i]);
-        powers[4 + i] = goertzelPower(samples, kDtmfHighGroup[i]);
-    }
-    int low = 0, high = 4;
-    for (int i = 1; i < 4; ++i) {
-        if (powers[i] > powers[low]) low = i;
-        if (powers[4 + i] > powers[high]) high = 4 + i;
-    }
+// How far, in dB, the weaker of `low` and `high` stands above the strongest
+// other DTMF frequency.
+double dtmfMarginDb(const std::vector<std::int16_t>& samples, double low, double high) {
     double other = 1e-9;
-    for (int i = 0; i < 8; ++i)
-        if (i != low && i != high) other = std::max(other, powers[i]);
-    d.low = kDtmfLowGroup[low];
-    d.high = kDtmfHighGroup[high - 4];
-    d.marginDb = 10.0 * std::log10(std::min(powers[low], powers[high]) / other);
-    return d;
+    for (const double* group : {kDtmfLowGroup, kDtmfHighGroup})
+        for (int i = 0; i < 4; ++i)
+            if (group[i] != low && group[i] != high) other = std::max(other, goertzelPower(samples, group[i]));
+    return 10.0 * std::log10(std::min(goertzelPower(samples, low), goertzelPower(samples, high)) / other);
 }
 
 // The samples of a file the engine's own parser takes as 8 kHz mono 16-bit
@@ -103,18 +86,14 @@ TEST(ToneMedia, EveryNamedFileIsTelephonyPcm) {
 }
 
 TEST(ToneMedia, DtmfFilesCarryTheirKeysPairAndNoOther) {
-    const char keys[] = "0123456789";
     for (int key = 0; key < 12; ++key) {
         const double low = kDtmfLowGroup[key == 0 ? 3 : key <= 9 ? (key - 1) / 3 : 3];
         const double high = kDtmfHighGroup[key == 0 ? 1 : key <= 9 ? (key - 1) % 3 : key == 10 ? 0 : 2];
         const std::string path = FakeAudio::narrow(tones::keyTone(key, 0));
-        SCOPED_TRACE(path + " key " + (key <= 9 ? std::string(1, keys[key]) : key == 10 ? "*" : "#"));
+        SCOPED_TRACE(path);
         const std::vector<std::int16_t> samples = telephonySamples(path);
         ASSERT_FALSE(samples.empty());
-        const DtmfDetection d = detectDtmf(samples);
-        EXPECT_EQ(d.low, low);
-        EXPECT_EQ(d.high, high);
-        EXPECT_GT(d.marginDb, 20.0);
+        EXPECT_GT(dtmfMarginDb(samples, low, high), 20.0);
         // Long enough for any receiver: at least 40 ms of tone.
         EXPECT_GE(samples.size(), 320u);
     }
