@@ -134,31 +134,6 @@ TEST_F(AudioSession, DevicesStartAtTheSystemDefaultAndAStoredNameOutranksTheNumb
     EXPECT_EQ(in, 2);
 }
 
-TEST_F(AudioSession, CapturedFramesReachTheCallbackWithTheMicGain) {
-    vw::setInputSource([](std::int16_t* s, std::size_t n, std::uint64_t) { std::fill(s, s + n, 1000); });
-    startAudio();
-    mAudio->registerCallback(onFrame);
-    mAudio->setMicVolume(1, 0.0f);  // step 0 restores 0.25: factor 1.5
-    mAudio->recordStart(true);
-    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 8; }));
-    for (std::size_t i = 0; i < 8; ++i) {
-        const std::vector<std::uint8_t> frame = gFrames.at(i);
-        ASSERT_EQ(frame.size(), 320u);
-        std::int16_t first = 0;
-        std::int16_t last = 0;
-        std::memcpy(&first, frame.data(), 2);
-        std::memcpy(&last, frame.data() + 318, 2);
-        EXPECT_EQ(first, 1500);
-        EXPECT_EQ(last, 1500);
-    }
-    // Recording off: the queue drains and no more frames come.
-    mAudio->recordStart(false);
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    const std::size_t drained = gFrames.count();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(gFrames.count(), drained);
-}
-
 TEST_F(AudioSession, TheSixthVoiceWriteWaitsForABufferToComplete) {
     vw::SteppedClock clock;
     vw::useClock(&clock);
@@ -249,13 +224,22 @@ TEST_F(AudioSession, FilesAndResourcesPlayWithRepeatsTheRingGainOnceAndStopAtOnc
     EXPECT_EQ(mAudio->engineStatus(), 0);
 }
 
-TEST_F(AudioSession, APulledHeadsetFallsBackToTheDefaultDevices) {
+TEST_F(AudioSession, CapturedFramesCarryTheMicGainAndAPulledHeadsetFallsBackToTheDefaults) {
+    vw::setInputSource([](std::int16_t* s, std::size_t n, std::uint64_t) { std::fill(s, s + n, 1000); });
     ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kOutputDevice, vw::kHeadset.c_str()));
     ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kInputDevice, vw::kHeadset.c_str()));
     startAudio();
     mAudio->registerCallback(onFrame);
+    mAudio->setMicVolume(1, 0.0f);  // step 0 restores 0.25: factor 1.5
     mAudio->recordStart(true);
-    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 3; }));
+    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 8; }));
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::vector<std::uint8_t> frame = gFrames.at(i);
+        ASSERT_EQ(frame.size(), 320u);
+        std::vector<std::int16_t> samples(160);
+        std::memcpy(samples.data(), frame.data(), 320);
+        EXPECT_EQ(samples, std::vector<std::int16_t>(160, 1500)) << i;
+    }
     std::vector<std::uint8_t> frame(320, 1);
     EXPECT_EQ(mAudio->playVoice(frame.data(), 320), 0);
     ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kHeadset).empty(); }));
@@ -277,6 +261,13 @@ TEST_F(AudioSession, APulledHeadsetFallsBackToTheDefaultDevices) {
     }));
     EXPECT_EQ(mAudio->playVoice(frame.data(), 320), 0);
     ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kOutput).empty(); }));
+
+    // Recording off: the queue drains and no more frames come.
+    mAudio->recordStart(false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    const std::size_t drained = gFrames.count();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(gFrames.count(), drained);
 }
 
 }  // namespace

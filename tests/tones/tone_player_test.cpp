@@ -49,19 +49,6 @@ TEST_F(TonePlayerTest, KeyToneColumnFollowsKeyPadAndProgramMode) {
     }
 }
 
-TEST_F(TonePlayerTest, RingToneOfMelodySixPlaysItsDefaultUntilStopped) {
-    TraceCapture trace;
-    EXPECT_EQ(play(1, 3, 6), ringFile(3, "media/Tone_9.wav"));
-    EXPECT_EQ(play(2, 3, 6), ringFile(3, "media/Tone_A.wav"));
-    EXPECT_EQ(play(3, 3, 6), ringFile(3, "media/Tone_B.wav"));
-    // Slot 6 has nothing for tone 17 and no saved entry.
-    EXPECT_EQ(play(17, 3, 6), ringFile(3, "media/Tone_1.wav"));
-    EXPECT_EQ(play(0, -1, -1), Calls{"StopPlayFile"});
-    const auto messages = trace.messages();
-    ASSERT_FALSE(messages.empty());
-    EXPECT_EQ(messages.front(), "iToneID : 1  iMelody : 6   mIsVolAdjustment : 1  iVolume : 3");
-}
-
 TEST_F(TonePlayerTest, RingVolumeLevelsMapToTheSoundEngine) {
     const std::pair<int, int> levels[] = {{1, 0}, {2, 1}, {3, 3}, {4, 5}, {0, 0}, {5, 0}, {-5, 0}};
     for (auto [volume, level] : levels) EXPECT_EQ(play(4, volume, 0), ringFile(level, "media/Tone_4.wav")) << volume;
@@ -127,12 +114,18 @@ TEST_F(TonePlayerTest, ServiceTonesHoldAfterTheSingleConfirmation) {
 }
 
 TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
+    TraceCapture trace;
     struct Step {
         int slot;  // saved (path) or removed (no path) before the ring tone plays; -1: neither
         const char16_t* path;
         int toneId, melody;
         std::string file;
     } steps[] = {
+        // Slot 6 has defaults for the first three ring tones, none for 17.
+        {-1, nullptr, 1, 6, "media/Tone_9.wav"},
+        {-1, nullptr, 2, 6, "media/Tone_A.wav"},
+        {-1, nullptr, 3, 6, "media/Tone_B.wav"},
+        {-1, nullptr, 17, 6, "media/Tone_1.wav"},
         {3, u"x.wav", 1, 3, "x.wav"},
         {-1, nullptr, 2, 3, "x.wav"},
         {-1, nullptr, 3, 3, "x.wav"},
@@ -156,6 +149,9 @@ TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
         ASSERT_EQ(changed, 0);
         EXPECT_EQ(play(s.toneId, 3, s.melody), ringFile(3, s.file));
     }
+    const auto messages = trace.messages();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.front(), "iToneID : 1  iMelody : 6   mIsVolAdjustment : 1  iVolume : 3");
 }
 
 TEST_F(TonePlayerTest, SavedPathsAreReadBackReplacedCutAndOnlyForSlotsInTheTable) {
