@@ -24,14 +24,7 @@ int exportsBeforeAndAfterTheFirstSet() {
     failures += api.get_module_variable(&v, -1) != -1;
     failures += api.get_formatted_number(u"1", 1, &out) != -1 || out != nullptr;
 
-    DialRule rule{};
-    rule.mLeading[0] = u'+';
-    rule.mLeading[1] = u'4';
-    rule.mLeading[2] = u'4';
-    rule.mLeadingLength = 3;
-    rule.mAdded[0] = u'0';
-    rule.mAddedLength = 1;
-    rule.mEnabled = 1;
+    DialRule rule{.mLeading = u"+44", .mLeadingLength = 3, .mAdded = u"0", .mAddedLength = 1, .mEnabled = 1};
     v.mRules = &rule;
     v.mRuleCount = 1;
     v.mShortLength = 4;
