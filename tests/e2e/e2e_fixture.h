@@ -2,9 +2,9 @@
 // a trace file of its own, and the callbacks recorded.
 #pragma once
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -32,13 +32,7 @@ protected:
     std::string traceText() const { return readText(tracePath_); }
     std::vector<std::string> traceMessages() const { return traceMessagesOf(traceText()); }
     static std::size_t threadCount() {
-        std::size_t n = 0;
-        if (DIR* d = ::opendir("/proc/self/task")) {
-            while (dirent* e = ::readdir(d))
-                if (e->d_name[0] != '.') ++n;
-            ::closedir(d);
-        }
-        return n;
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
     }
 
     sim::SoftphoneLibrary lib_;

@@ -69,6 +69,10 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
         {"dtm(65)", bytes("dtmx", {0})},
         {"dtm(72)", bytes("dtmr", {0})},
         {"dtm(99)", bytes("", {}, 5)},
+        // dtms: 01 02 03 (c = 3) 04 05 stored biased, four mask fields, three
+        // text bytes, four more mask fields, and the byte at 26 + 2c.
+        {"dtm(730102030405010001004142430000000009)",
+         bytes("dtms", {2, 3, 5, 6, 0x0A, 0xF5, 1, 1, 1, 1, 0xFF, 1, 1, 1, 1, 'A', 'B', 'C', 0})},
         {"lcdp(3201000000000000)", bytes("lcdnavend", {0})},
         {"lcdp(300100000000)", bytes("lcdcls", {0})},
         {"lcdp(220500030A0A04)", bytes("lcdcls", {0})},
@@ -93,36 +97,10 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
     }
 }
 
-TEST(SignalDecoder, DtmsStoresItsFieldsBiasedAndMasked) {
-    // a: 01 02 03(c=3)... then four mask fields 01 00 01 00, three text
-    // bytes, four more mask fields, and the byte at 26 + 2c.
-    const std::string args =
-        "0102"
-        "03"
-        "0405"
-        "01000100"
-        "414243"
-        "00000000"
-        "09";
-    SignalBlock block;
-    decodeSignal(DatagramView("dtm(73" + args + ")"), block);
-    const std::vector<std::uint8_t> expected = {'d', 't', 'm',  's', 2, 3, 5, 6,   0x0A, 0xF5, 1, 1,
-                                                1,   1,   0xFF, 1,   1, 1, 1, 'A', 'B',  'C',  0};
-    EXPECT_EQ(std::vector<std::uint8_t>(block.bytes.begin(), block.bytes.begin() + 23), expected);
-}
-
 TEST(SignalDecoder, KeyLabelsFillTheirEntriesAndClipLengths) {
-    // Three entries: index 2 "AB", index 60 skipped by its length, index 33
-    // with a 13-byte label clipped to 12.
-    const std::string labels =
-        "01"
-        "03"
-        "0202"
-        "4142"
-        "3C01"
-        "58"
-        "210D" +
-        std::string(26, '4');
+    // Three entries after 01 03, each an index and a length: 02 02 "AB";
+    // 3C (60) 01, skipped by its length; 21 (33) 0D, thirteen "D" clipped to 12.
+    const std::string labels = "0103020241423C0158210D" + std::string(26, '4');
     SignalBlock block;
     decodeSignal(DatagramView("slc(" + labels + ")"), block);
     EXPECT_EQ(std::string(block.data(), 3), "slc");

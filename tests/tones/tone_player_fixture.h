@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tones/tone_audio_table.h"
@@ -15,15 +16,7 @@
 
 class FakeAudio {
 public:
-    static std::vector<std::string>& calls() {
-        static std::vector<std::string> sCalls;
-        return sCalls;
-    }
-    static std::vector<std::string> take() {
-        std::vector<std::string> out;
-        out.swap(calls());
-        return out;
-    }
+    static std::vector<std::string> take() { return std::exchange(sCalls, {}); }
     static ToneAudioTable table() {
         ToneAudioTable t;
         t.AudioModulePlayFile = [](const sp_wchar_t* path, int repeat) {
@@ -46,8 +39,9 @@ public:
     }
 
 private:
+    static inline std::vector<std::string> sCalls;
     static int record(std::string line) {
-        calls().push_back(std::move(line));
+        sCalls.push_back(std::move(line));
         return 0;
     }
 };
