@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <random>
-#include <regex>
 #include <string>
 
 #include "support_files/trace_text.h"
@@ -39,13 +39,25 @@ TEST_F(TracerTest, WritesBannersAndStampedLinesWithCrLf) {
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
     const std::string line = text.substr(begin.size(), text.size() - begin.size() - end.size());
     // day/month/year  hour:minute  seconds in six places  message
-    const std::regex stamped(
-        R"((\d{1,2})/(\d{1,2})/20\d\d  \d{1,2}:\d\d  [ \d]{2}\d\.\d\d  \[CP\] Module starting\r\n)");
-    std::smatch field;
-    ASSERT_TRUE(std::regex_match(line, field, stamped)) << line;
-    EXPECT_TRUE(std::stoi(field[1]) >= 1 && std::stoi(field[1]) <= 31 && std::stoi(field[2]) >= 1 &&
-                std::stoi(field[2]) <= 12)
-        << line;
+    int day = 0, month = 0, year = 0, hour = 0, minute = 0;
+    float seconds = -1;
+    char dateEnd = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "%d/%d/%d%c", &day, &month, &year, &dateEnd), 4) << line;
+    EXPECT_TRUE(day >= 1 && day <= 31 && month >= 1 && month <= 12 && year >= 2000) << line;
+    const std::size_t timeAt = line.find("  ");
+    ASSERT_NE(timeAt, std::string::npos);
+    ASSERT_EQ(std::sscanf(line.c_str() + timeAt + 2, "%d:%d", &hour, &minute), 2) << line;
+    const std::size_t secondsAt = line.find("  ", timeAt + 2);
+    ASSERT_NE(secondsAt, std::string::npos);
+    const std::string stamp = line.substr(secondsAt + 2, 6);
+    EXPECT_EQ(stamp.size(), 6u);
+    EXPECT_EQ(stamp[3], '.') << stamp;
+    ASSERT_EQ(std::sscanf(stamp.c_str(), "%f", &seconds), 1);
+    EXPECT_GE(seconds, 0.0f);
+    EXPECT_EQ(line.substr(secondsAt + 8), "  [CP] Module starting\r\n") << line;
+    const std::string minuteText = line.substr(line.find(':', timeAt) + 1, 2);
+    EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(minuteText[0])) &&
+                std::isdigit(static_cast<unsigned char>(minuteText[1])));
 }
 
 TEST_F(TracerTest, LinesAreOnDiskAtOnceAndAnOldFileIsEmptied) {
