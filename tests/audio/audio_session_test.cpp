@@ -16,7 +16,7 @@
 #include "common/settings_store.h"
 #include "platform/settings_file.h"
 #include "platform/virtual_wave.h"
-#include "wav_builder.h"
+#include "support_files/wave_file.h"
 
 namespace {
 
@@ -98,7 +98,7 @@ protected:
     std::unique_ptr<Audio> mAudio;
 };
 
-TEST_F(AudioSession, FirstStartStoresSystemDefaultForAllThreeRoles) {
+TEST_F(AudioSession, DevicesStartAtTheSystemDefaultAndAStoredNameOutranksTheNumber) {
     startAudio();
     EXPECT_EQ(storedName(Audio::kOutputDevice), u"System Default");
     EXPECT_EQ(storedName(Audio::kPlayFileDevice), u"System Default");
@@ -109,31 +109,29 @@ TEST_F(AudioSession, FirstStartStoresSystemDefaultForAllThreeRoles) {
     EXPECT_EQ(std::u16string(list[1]), vw::kOutput);
     EXPECT_EQ(std::u16string(list[2]), vw::kHeadset);
     std::free(list);
-}
-
-TEST_F(AudioSession, CapturedFramesReachTheCallbackWithTheMicGain) {
-    vw::setInputSource([](std::int16_t* s, std::size_t n, std::uint64_t) { std::fill(s, s + n, 1000); });
+    int out = -9, file = -9, in = -9;
+    mAudio->deviceIds(&out, &file, &in);
+    EXPECT_EQ(out, 0);
+    // The store still says "System Default": the number gives way to it.
+    mAudio->setDevice(2, 2, 2);
+    mAudio->deviceIds(&out, &file, &in);
+    EXPECT_EQ(out, 0);
+    EXPECT_EQ(in, 0);
+    // With the name stored first, the number stands.
+    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kOutputDevice, vw::kHeadset.c_str()));
+    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kInputDevice, vw::kHeadset.c_str()));
+    mAudio->setDevice(2, -1, 2);
+    mAudio->deviceIds(&out, &file, &in);
+    EXPECT_EQ(out, 2);
+    EXPECT_EQ(in, 2);
+    // A new engine takes the stored names, by name, wherever they stand.
+    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kPlayFileDevice, vw::kOutput.c_str()));
+    mAudio.reset();
     startAudio();
-    mAudio->registerCallback(onFrame);
-    mAudio->setMicVolume(1, 0.0f);  // step 0 restores 0.25: factor 1.5
-    mAudio->recordStart(true);
-    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 8; }));
-    for (std::size_t i = 0; i < 8; ++i) {
-        const std::vector<std::uint8_t> frame = gFrames.at(i);
-        ASSERT_EQ(frame.size(), 320u);
-        std::int16_t first = 0;
-        std::int16_t last = 0;
-        std::memcpy(&first, frame.data(), 2);
-        std::memcpy(&last, frame.data() + 318, 2);
-        EXPECT_EQ(first, 1500);
-        EXPECT_EQ(last, 1500);
-    }
-    // Recording off: the queue drains and no more frames come.
-    mAudio->recordStart(false);
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    const std::size_t drained = gFrames.count();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(gFrames.count(), drained);
+    mAudio->deviceIds(&out, &file, &in);
+    EXPECT_EQ(out, 2);
+    EXPECT_EQ(file, 1);
+    EXPECT_EQ(in, 2);
 }
 
 TEST_F(AudioSession, TheSixthVoiceWriteWaitsForABufferToComplete) {
@@ -166,7 +164,7 @@ TEST_F(AudioSession, VoiceWritesAreCutToTheBufferAndCarryTheSpeakerGain) {
     EXPECT_EQ(samples[0], 100);  // the caller's frame stays as it was
 }
 
-TEST_F(AudioSession, APlayFileWithRepeatTwoPlaysThreeTimesThenGoesIdle) {
+TEST_F(AudioSession, FilesAndResourcesPlayWithRepeatsTheRingGainOnceAndStopAtOnce) {
     const std::vector<std::int16_t> samples = wav::ramp(1600);  // 0.2 s
     const std::string path = writeWav("ring.wav", samples);
     startAudio();
@@ -176,20 +174,16 @@ TEST_F(AudioSession, APlayFileWithRepeatTwoPlaysThreeTimesThenGoesIdle) {
     // Busy through the repeats: idle comes only with all three plays done.
     ASSERT_TRUE(waitFor([&] { return mAudio->engineStatus() == 1; }));
     std::vector<std::uint8_t> expected;
-    for (int i = 0; i < 3; ++i) {
-        wav::append(expected, bytesOf(samples));
-    }
+    for (int i = 0; i < 3; ++i) wav::append(expected, bytesOf(samples));
     EXPECT_EQ(vw::capturedOutput(vw::kOutput), expected);
-}
 
-TEST_F(AudioSession, ARingLevelChangeReloadsSoTheGainNeverStacks) {
-    const std::string path = writeWav("ring.wav", std::vector<std::int16_t>(800, 100));
-    startAudio();
+    // A ring level change reloads, so the gain never stacks.
+    const std::string flat = writeWav("flat.wav", std::vector<std::int16_t>(800, 100));
     std::vector<std::int16_t> heard;
     for (int level : {1, 1, 0}) {
         vw::clearCapture();
         mAudio->setRingVolume(level, 0.0f);
-        ASSERT_EQ(mAudio->playFile(wide(path).c_str(), 0), 0);
+        ASSERT_EQ(mAudio->playFile(wide(flat).c_str(), 0), 0);
         ASSERT_TRUE(waitFor([&] { return mAudio->engineStatus() == 1; }));
         const std::vector<std::uint8_t> played = vw::capturedOutput(vw::kOutput);
         ASSERT_EQ(played.size(), 1600u);
@@ -198,27 +192,10 @@ TEST_F(AudioSession, ARingLevelChangeReloadsSoTheGainNeverStacks) {
         heard.push_back(s);
     }
     EXPECT_EQ(heard, (std::vector<std::int16_t>{220, 220, 100}));
-}
 
-TEST_F(AudioSession, StopEndsAPlayAtOnceAndKeepsTheSamples) {
-    const std::string path = writeWav("long.wav", wav::ramp(16000));  // 2 s
-    startAudio();
-    ASSERT_EQ(mAudio->playFile(wide(path).c_str(), -1), 0);
-    ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kOutput).empty(); }));
-    EXPECT_EQ(mAudio->stopPlayFile(), 0);
-    EXPECT_EQ(mAudio->engineStatus(), 1);
-    const std::size_t atStop = vw::capturedOutput(vw::kOutput).size();
-    EXPECT_LT(atStop, 32000u);
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    EXPECT_EQ(vw::capturedOutput(vw::kOutput).size(), atStop);
-    // The file is gone from disk: the next play runs from the samples kept.
-    std::filesystem::remove(path);
-    EXPECT_EQ(mAudio->playFile(wide(path).c_str(), 0), 0);
-    EXPECT_EQ(mAudio->engineStatus(), 0);
-}
-
-TEST_F(AudioSession, SoundsComeFromFilesOrFromTheResourceTable) {
-    startAudio();
+    // Sounds come from the resource table too; a file without samples, an
+    // unknown name or none plays nothing.
+    vw::clearCapture();
     wave_resources::add(u"busy", wav::pcmFile(wav::ramp(400)));
     EXPECT_EQ(mAudio->playTone(u"busy", 0), 0);
     ASSERT_TRUE(waitFor([&] { return mAudio->engineStatus() == 1; }));
@@ -229,42 +206,40 @@ TEST_F(AudioSession, SoundsComeFromFilesOrFromTheResourceTable) {
     EXPECT_EQ(mAudio->playFile(wide(noData).c_str(), 0), 1);
     EXPECT_EQ(mAudio->playFile(u"no such sound", 0), 1);
     EXPECT_EQ(mAudio->playFile(nullptr, 0), 1);
+
+    // Stop ends a play at once and keeps the samples.
+    vw::clearCapture();
+    const std::string longPath = writeWav("long.wav", wav::ramp(16000));  // 2 s
+    ASSERT_EQ(mAudio->playFile(wide(longPath).c_str(), -1), 0);
+    ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kOutput).empty(); }));
+    EXPECT_EQ(mAudio->stopPlayFile(), 0);
+    EXPECT_EQ(mAudio->engineStatus(), 1);
+    const std::size_t atStop = vw::capturedOutput(vw::kOutput).size();
+    EXPECT_LT(atStop, 32000u);
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    EXPECT_EQ(vw::capturedOutput(vw::kOutput).size(), atStop);
+    // The file is gone from disk: the next play runs from the samples kept.
+    std::filesystem::remove(longPath);
+    EXPECT_EQ(mAudio->playFile(wide(longPath).c_str(), 0), 0);
+    EXPECT_EQ(mAudio->engineStatus(), 0);
 }
 
-TEST_F(AudioSession, AStoredNameOutranksTheNumberGivenBySetDevice) {
-    startAudio();
-    int out = -9, file = -9, in = -9;
-    mAudio->deviceIds(&out, &file, &in);
-    EXPECT_EQ(out, 0);
-    // The store still says "System Default": the number gives way to it.
-    mAudio->setDevice(2, 2, 2);
-    mAudio->deviceIds(&out, &file, &in);
-    EXPECT_EQ(out, 0);
-    EXPECT_EQ(in, 0);
-    // With the name stored first, the number stands.
-    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kOutputDevice, vw::kHeadset.c_str()));
-    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kInputDevice, vw::kHeadset.c_str()));
-    mAudio->setDevice(2, -1, 2);
-    mAudio->deviceIds(&out, &file, &in);
-    EXPECT_EQ(out, 2);
-    EXPECT_EQ(in, 2);
-    // A new engine takes the stored names, by name, wherever they stand.
-    ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kPlayFileDevice, vw::kOutput.c_str()));
-    mAudio.reset();
-    startAudio();
-    mAudio->deviceIds(&out, &file, &in);
-    EXPECT_EQ(out, 2);
-    EXPECT_EQ(file, 1);
-    EXPECT_EQ(in, 2);
-}
-
-TEST_F(AudioSession, APulledHeadsetFallsBackToTheDefaultDevices) {
+TEST_F(AudioSession, CapturedFramesCarryTheMicGainAndAPulledHeadsetFallsBackToTheDefaults) {
+    vw::setInputSource([](std::int16_t* s, std::size_t n, std::uint64_t) { std::fill(s, s + n, 1000); });
     ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kOutputDevice, vw::kHeadset.c_str()));
     ASSERT_TRUE(writeSettingW(Audio::kSettingsKey, Audio::kInputDevice, vw::kHeadset.c_str()));
     startAudio();
     mAudio->registerCallback(onFrame);
+    mAudio->setMicVolume(1, 0.0f);  // step 0 restores 0.25: factor 1.5
     mAudio->recordStart(true);
-    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 3; }));
+    ASSERT_TRUE(waitFor([] { return gFrames.count() >= 8; }));
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::vector<std::uint8_t> frame = gFrames.at(i);
+        ASSERT_EQ(frame.size(), 320u);
+        std::vector<std::int16_t> samples(160);
+        std::memcpy(samples.data(), frame.data(), 320);
+        EXPECT_EQ(samples, std::vector<std::int16_t>(160, 1500)) << i;
+    }
     std::vector<std::uint8_t> frame(320, 1);
     EXPECT_EQ(mAudio->playVoice(frame.data(), 320), 0);
     ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kHeadset).empty(); }));
@@ -286,6 +261,13 @@ TEST_F(AudioSession, APulledHeadsetFallsBackToTheDefaultDevices) {
     }));
     EXPECT_EQ(mAudio->playVoice(frame.data(), 320), 0);
     ASSERT_TRUE(waitFor([] { return !vw::capturedOutput(vw::kOutput).empty(); }));
+
+    // Recording off: the queue drains and no more frames come.
+    mAudio->recordStart(false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    const std::size_t drained = gFrames.count();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(gFrames.count(), drained);
 }
 
 }  // namespace

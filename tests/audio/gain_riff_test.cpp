@@ -5,7 +5,7 @@
 
 #include "audio/gain.h"
 #include "audio/riff_wave.h"
-#include "wav_builder.h"
+#include "support_files/wave_file.h"
 
 namespace {
 

@@ -2,16 +2,15 @@
 // a trace file of its own, and the callbacks recorded.
 #pragma once
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <filesystem>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "sim/softphone_library.h"
+#include "tests/support_files/trace_text.h"
 
 class SoftphoneE2E : public ::testing::Test {
 protected:
@@ -30,38 +29,10 @@ protected:
     const sim::SoftphoneApi& api() const { return lib_.api(); }
     void startTrace() { api().tracer_startup(tracePath_.c_str()); }
 
-    std::string traceText() const {
-        std::ifstream in(tracePath_, std::ios::binary);
-        std::stringstream ss;
-        ss << in.rdbuf();
-        return ss.str();
-    }
-    // The trace messages without their stamps.
-    std::vector<std::string> traceMessages() const {
-        std::vector<std::string> out;
-        std::istringstream in(traceText());
-        std::string line;
-        while (std::getline(in, line)) {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            std::size_t at = line.find("  ");
-            if (at == std::string::npos) continue;
-            at = line.find("  ", at + 2);
-            if (at == std::string::npos) continue;
-            at += 2;
-            while (at < line.size() && line[at] == ' ') ++at;
-            at = line.find("  ", at);
-            if (at != std::string::npos) out.push_back(line.substr(at + 2));
-        }
-        return out;
-    }
+    std::string traceText() const { return readText(tracePath_); }
+    std::vector<std::string> traceMessages() const { return traceMessagesOf(traceText()); }
     static std::size_t threadCount() {
-        std::size_t n = 0;
-        if (DIR* d = ::opendir("/proc/self/task")) {
-            while (dirent* e = ::readdir(d))
-                if (e->d_name[0] != '.') ++n;
-            ::closedir(d);
-        }
-        return n;
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
     }
 
     sim::SoftphoneLibrary lib_;

@@ -22,14 +22,13 @@ std::vector<std::uint8_t> bytes(const std::string& text, std::initializer_list<i
     return out;
 }
 
-void appendInt(std::vector<std::uint8_t>& out, std::int32_t v) {
-    for (int i = 0; i < 4; ++i) out.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(v) >> (8 * i)));
-}
-
-std::vector<std::uint8_t> toneData(std::initializer_list<std::int32_t> values) {
-    std::vector<std::uint8_t> out = bytes("mgcp_tone", {0});
-    for (std::int32_t v : values) appendInt(out, v);
-    return out;
+// `head`, then each value as four bytes, low byte first, then `tail`.
+std::vector<std::uint8_t> ints(std::vector<std::uint8_t> head, std::initializer_list<std::int32_t> values,
+                               std::initializer_list<int> tail = {}) {
+    for (std::int32_t v : values)
+        for (int i = 0; i < 4; ++i) head.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(v) >> (8 * i)));
+    for (int b : tail) head.push_back(static_cast<std::uint8_t>(b));
+    return head;
 }
 
 }  // namespace
@@ -39,19 +38,6 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
         std::string signal;
         std::vector<std::uint8_t> expected;
     };
-    std::vector<std::uint8_t> ks = bytes("ks");
-    appendInt(ks, 0x0c01);
-    appendInt(ks, 8);
-    std::vector<std::uint8_t> pgmm = bytes("pbx_setting", {0});
-    appendInt(pgmm, 0x1A);
-    appendInt(pgmm, -1);
-    std::vector<std::uint8_t> cspc = bytes("pbx_setting", {0});
-    appendInt(cspc, -1);
-    appendInt(cspc, 7);
-    std::vector<std::uint8_t> tone = bytes("tone");
-    appendInt(tone, 0x21);
-    appendInt(tone, 0x7F);
-    tone.insert(tone.end(), {1, 0, 1, 0});
     const Case cases[] = {
         {"hset(01)", bytes("hset_on", {0})},
         {"hset(00)", bytes("hset_off", {0})},
@@ -63,18 +49,19 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
         {"pctl(20)", bytes("mute", {0})},
         {"pctl(00)", bytes("sp_off", {0})},
         {"pctl(05)", bytes("unmute", {0})},
-        {"ks(0c01,ron)", ks},
+        {"ks(0c01,ron)", ints(bytes("ks"), {0x0c01, 8})},
         {"ks(0c01,on)", bytes("", {}, 10)},   // a two-character state is no state
         {"ks(0c01,ron", bytes("", {}, 10)},   // no ")"
         {"ks(0c0,1ron)", bytes("", {}, 10)},  // the comma stands elsewhere
-        {"pgmm(1A)", pgmm},
-        {"cspc(080003000701)", cspc},  // the second type-0 pair counts, and 01 lies past the length
+        {"pgmm(1A)", ints(bytes("pbx_setting", {0}), {0x1A, -1})},
+        {"cspc(080003000701)",
+         ints(bytes("pbx_setting", {0}), {-1, 7})},  // the second type-0 pair counts, and 01 lies past the length
         {"ring(000000)", bytes("voff", {0})},
-        {"ring(010203)", toneData({1, -1, -1, -1, -1, 1, 2, 3})},
+        {"ring(010203)", ints(bytes("mgcp_tone", {0}), {1, -1, -1, -1, -1, 1, 2, 3})},
         {"vctl(0300)", bytes("voff_tone", {0, 2, 0, 0, 0})},
-        {"vctl(0005)", toneData({2, 5, -1, -1, -1, -1, -1, -1})},
-        {"vctl(0709)", toneData({2, -1, -1, -1, -1, -1, -1, -1})},
-        {"tone(21 1 0 1  7F)", tone},
+        {"vctl(0005)", ints(bytes("mgcp_tone", {0}), {2, 5, -1, -1, -1, -1, -1, -1})},
+        {"vctl(0709)", ints(bytes("mgcp_tone", {0}), {2, -1, -1, -1, -1, -1, -1, -1})},
+        {"tone(21 1 0 1  7F)", ints(bytes("tone"), {0x21, 0x7F}, {1, 0, 1, 0})},
         {"tone(21 1)", bytes("tone", {0x21, 0, 0, 0, 0, 0, 0, 0, 1, 0}, 16)},
         {"tone(21 1 0 1  7F", bytes("", {}, 16)},
         {"las(00001800000341424300)", bytes("key", {3, 'A', 'B', 'C', 0})},
@@ -82,6 +69,10 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
         {"dtm(65)", bytes("dtmx", {0})},
         {"dtm(72)", bytes("dtmr", {0})},
         {"dtm(99)", bytes("", {}, 5)},
+        // dtms: 01 02 03 (c = 3) 04 05 stored biased, four mask fields, three
+        // text bytes, four more mask fields, and the byte at 26 + 2c.
+        {"dtm(730102030405010001004142430000000009)",
+         bytes("dtms", {2, 3, 5, 6, 0x0A, 0xF5, 1, 1, 1, 1, 0xFF, 1, 1, 1, 1, 'A', 'B', 'C', 0})},
         {"lcdp(3201000000000000)", bytes("lcdnavend", {0})},
         {"lcdp(300100000000)", bytes("lcdcls", {0})},
         {"lcdp(220500030A0A04)", bytes("lcdcls", {0})},
@@ -106,36 +97,10 @@ TEST(SignalDecoder, BlocksMatchTheirHandBuiltBytes) {
     }
 }
 
-TEST(SignalDecoder, DtmsStoresItsFieldsBiasedAndMasked) {
-    // a: 01 02 03(c=3)... then four mask fields 01 00 01 00, three text
-    // bytes, four more mask fields, and the byte at 26 + 2c.
-    const std::string args =
-        "0102"
-        "03"
-        "0405"
-        "01000100"
-        "414243"
-        "00000000"
-        "09";
-    SignalBlock block;
-    decodeSignal(DatagramView("dtm(73" + args + ")"), block);
-    const std::vector<std::uint8_t> expected = {'d', 't', 'm',  's', 2, 3, 5, 6,   0x0A, 0xF5, 1, 1,
-                                                1,   1,   0xFF, 1,   1, 1, 1, 'A', 'B',  'C',  0};
-    EXPECT_EQ(std::vector<std::uint8_t>(block.bytes.begin(), block.bytes.begin() + 23), expected);
-}
-
 TEST(SignalDecoder, KeyLabelsFillTheirEntriesAndClipLengths) {
-    // Three entries: index 2 "AB", index 60 skipped by its length, index 33
-    // with a 13-byte label clipped to 12.
-    const std::string labels =
-        "01"
-        "03"
-        "0202"
-        "4142"
-        "3C01"
-        "58"
-        "210D" +
-        std::string(26, '4');
+    // Three entries after 01 03, each an index and a length: 02 02 "AB";
+    // 3C (60) 01, skipped by its length; 21 (33) 0D, thirteen "D" clipped to 12.
+    const std::string labels = "0103020241423C0158210D" + std::string(26, '4');
     SignalBlock block;
     decodeSignal(DatagramView("slc(" + labels + ")"), block);
     EXPECT_EQ(std::string(block.data(), 3), "slc");

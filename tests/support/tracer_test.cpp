@@ -6,17 +6,11 @@
 #include <cstdio>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 
-namespace {
+#include "support_files/trace_text.h"
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+namespace {
 
 class TracerTest : public ::testing::Test {
 protected:
@@ -37,7 +31,7 @@ TEST_F(TracerTest, WritesBannersAndStampedLinesWithCrLf) {
     ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
     Tracer::instance()->trace(kTraceStatus, "[CP] Module starting");
     Tracer::instance()->close();
-    const std::string text = readFile(path_);
+    const std::string text = readText(path_);
     const std::string begin = std::string(Tracer::kBeginBanner) + "\r\n\r\n";
     ASSERT_EQ(text.rfind(begin, 0), 0u) << text;
     const std::string end = "\r\n" + std::string(Tracer::kEndBanner) + "\r\n";
@@ -66,19 +60,42 @@ TEST_F(TracerTest, WritesBannersAndStampedLinesWithCrLf) {
                 std::isdigit(static_cast<unsigned char>(minuteText[1])));
 }
 
+TEST_F(TracerTest, LinesAreOnDiskAtOnceAndAnOldFileIsEmptied) {
+    {
+        std::ofstream old(path_, std::ios::binary);
+        old << "old content that must go";
+    }
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    Tracer::instance()->trace(kTraceError, "[CP :: ERROR] visible before close");
+    const std::string text = readText(path_);
+    EXPECT_EQ(text.find("old content"), std::string::npos);
+    EXPECT_NE(text.find("visible before close"), std::string::npos);
+}
+
+TEST_F(TracerTest, LongMessageIsCutAndStillEndsTheLine) {
+    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    const std::string longText(2000, 'x');
+    Tracer::instance()->trace(kTraceStatus, "%s", longText.c_str());
+    Tracer::instance()->trace(kTraceStatus, "next");
+    const std::string text = readText(path_);
+    const std::size_t first = text.find("xxx");
+    ASSERT_NE(first, std::string::npos);
+    const std::size_t lineEnd = text.find("\r\n", first);
+    ASSERT_NE(lineEnd, std::string::npos);
+    EXPECT_LT(lineEnd - first, 512u);
+    EXPECT_NE(text.find("  next\r\n", lineEnd), std::string::npos);
+}
+
 TEST_F(TracerTest, FilterPassesOnlyItsBitsAndAllBitsAlwaysPass) {
     ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
     Tracer::instance()->setFilter(1);
     Tracer::instance()->trace(kTraceCritical, "dropped level 16");
     Tracer::instance()->trace(kTraceAll, "passes level -1");
     Tracer::instance()->trace(kTraceStatus, "passes level 1");
-    const std::string text = readFile(path_);
+    const std::string text = readText(path_);
     EXPECT_EQ(text.find("dropped"), std::string::npos);
     EXPECT_NE(text.find("passes level -1"), std::string::npos);
     EXPECT_NE(text.find("passes level 1"), std::string::npos);
-}
-
-TEST_F(TracerTest, AddRemoveAndSetFilter) {
     Tracer* t = Tracer::instance();
     t->setFilter(0x3);
     t->addFilter(0x8);
@@ -91,56 +108,24 @@ TEST_F(TracerTest, AddRemoveAndSetFilter) {
     EXPECT_EQ(t->filter(), 0u);
 }
 
-TEST_F(TracerTest, LinesAreOnDiskAtOnceAndAnOldFileIsEmptied) {
-    {
-        std::ofstream old(path_, std::ios::binary);
-        old << "old content that must go";
-    }
-    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
-    Tracer::instance()->trace(kTraceError, "[CP :: ERROR] visible before close");
-    const std::string text = readFile(path_);
-    EXPECT_EQ(text.find("old content"), std::string::npos);
-    EXPECT_NE(text.find("visible before close"), std::string::npos);
-}
-
-TEST_F(TracerTest, SecondStartupSilencesTheFile) {
+TEST_F(TracerTest, StartupAndCloseLeaveTheFileAsTheyShould) {
+    // A second startup silences the file.
     ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
     EXPECT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 1);
     Tracer::instance()->trace(kTraceStatus, "silenced");
-    EXPECT_EQ(readFile(path_).find("silenced"), std::string::npos);
-}
-
-TEST_F(TracerTest, AfterCloseTheFilterIsZeroAndNothingIsWritten) {
-    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
+    EXPECT_EQ(readText(path_).find("silenced"), std::string::npos);
     Tracer::instance()->close();
+    // After close the filter is zero and nothing is written.
     EXPECT_EQ(Tracer::instance()->filter(), 0u);
-    const std::string before = readFile(path_);
+    const std::string before = readText(path_);
     Tracer::instance()->trace(kTraceAll, "late line");
-    EXPECT_EQ(readFile(path_), before);
-}
-
-TEST_F(TracerTest, CloseWithFilterZeroWritesNoEndBanner) {
+    EXPECT_EQ(readText(path_), before);
+    // With filter zero, close writes no end banner.
     ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
     Tracer::instance()->setFilter(0);
     Tracer::instance()->close();
-    EXPECT_EQ(readFile(path_).find("TRACE END"), std::string::npos);
-}
-
-TEST_F(TracerTest, LongMessageIsCutAndStillEndsTheLine) {
-    ASSERT_EQ(Tracer::instance()->startup(path_.c_str(), kTraceAll), 0);
-    const std::string longText(2000, 'x');
-    Tracer::instance()->trace(kTraceStatus, "%s", longText.c_str());
-    Tracer::instance()->trace(kTraceStatus, "next");
-    const std::string text = readFile(path_);
-    const std::size_t first = text.find("xxx");
-    ASSERT_NE(first, std::string::npos);
-    const std::size_t lineEnd = text.find("\r\n", first);
-    ASSERT_NE(lineEnd, std::string::npos);
-    EXPECT_LT(lineEnd - first, 512u);
-    EXPECT_NE(text.find("  next\r\n", lineEnd), std::string::npos);
-}
-
-TEST_F(TracerTest, UnwritableFileGivesMinusOneAndRunsSilent) {
+    EXPECT_EQ(readText(path_).find("TRACE END"), std::string::npos);
+    // An unwritable file gives -1 and the tracer runs silent.
     EXPECT_EQ(Tracer::instance()->startup("/nonexistent-dir/x/trace.log", kTraceAll), -1);
     EXPECT_EQ(Tracer::instance()->trace(kTraceStatus, "nowhere"), 0);
 }

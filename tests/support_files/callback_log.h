@@ -1,19 +1,20 @@
-// Test helper: plain-function client callbacks that log what they get.
+// Test helper: the client callbacks as the simulator's recorder takes them,
+// each seen as an entry with a one-letter kind.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "sim/softphone_library.h"
 #include "softphone.h"
 
 struct CallbackLog {
     struct Entry {
         char kind;  // 'C' client event, 'K' key state, 'D' display text, 'L' link event
         int code;
-        int length;
+        int length;  // of a client event's bytes
         std::string data;
         std::uint32_t first;
         std::uint32_t second;
@@ -23,31 +24,20 @@ struct CallbackLog {
         static CallbackLog log;
         return log;
     }
-    static void install(ParameterContainer& params) {
-        params.mCallbacks.onClientEvent = [](int code, int length, const char* data) {
-            std::string bytes = data != nullptr && length > 0 ? std::string(data, length) : std::string();
-            instance().add({'C', code, length, bytes, 0, 0});
-        };
-        params.mCallbacks.onKeyState = [](std::uint32_t first, std::uint32_t second) {
-            instance().add({'K', 0, 0, {}, first, second});
-        };
-        params.mCallbacks.onDisplayText = [](int, int, const char* text, int) {
-            instance().add({'D', 0, 0, text != nullptr ? text : "", 0, 0});
-        };
-        params.mCallbacks.onLinkEvent = [](int code, int, int) { instance().add({'L', code, 0, {}, 0, 0}); };
-    }
-    void add(Entry e) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mEntries.push_back(std::move(e));
-    }
-    std::vector<Entry> entries() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mEntries;
+    static void install(ParameterContainer& params) { sim::CallbackRecorder::install(params); }
+    std::vector<Entry> entries() const {
+        std::vector<Entry> out;
+        for (const sim::CallbackRecord& r : sim::CallbackRecorder::instance().records()) {
+            const char kind = "CKDL"[r.kind];
+            const int length = kind == 'C' ? static_cast<int>(r.data.size()) : 0;
+            out.push_back({kind, r.code, length, r.data, r.first, r.second});
+        }
+        return out;
     }
     // One word per entry, for comparing whole sequences: "C23/5:G.729" (a
     // client event with its length and its text up to the first zero),
     // "K1,2" (key state), "D:text", "L24" (link event, decimal).
-    std::string summary() {
+    std::string summary() const {
         std::string out;
         char word[64];
         for (const Entry& e : entries()) {
@@ -73,12 +63,5 @@ struct CallbackLog {
         }
         return out;
     }
-    void clear() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mEntries.clear();
-    }
-
-private:
-    std::mutex mMutex;
-    std::vector<Entry> mEntries;
+    void clear() { sim::CallbackRecorder::instance().clear(); }
 };

@@ -1,48 +1,77 @@
-// Test helper: reads a RIFF WAVE file's format and its 16-bit samples.
+// Test helper: RIFF WAVE bytes, a PCM file from samples and the pieces to
+// build broken ones.
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-struct WaveFile {
-    bool ok = false;  // RIFF, WAVE, a fmt chunk of 16 bytes or more and a data chunk
-    int formatTag = 0;
-    int channels = 0;
-    int sampleRate = 0;
-    int bitsPerSample = 0;
-    std::vector<std::int16_t> samples;
-};
+namespace wav {
 
-inline WaveFile readWaveFile(const std::string& path) {
-    WaveFile wave;
-    std::ifstream in(path, std::ios::binary);
-    const std::vector<unsigned char> b((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    auto u16 = [&](std::size_t at) { return static_cast<unsigned>(b[at] | (b[at + 1] << 8)); };
-    auto u32 = [&](std::size_t at) { return static_cast<std::uint32_t>(u16(at) | (u16(at + 2) << 16)); };
-    if (b.size() < 12 || std::memcmp(b.data(), "RIFF", 4) != 0 || std::memcmp(b.data() + 8, "WAVE", 4) != 0)
-        return wave;
-    bool haveFormat = false;
-    for (std::size_t at = 12; at + 8 <= b.size();) {
-        const std::uint32_t size = u32(at + 4);
-        const std::size_t body = at + 8;
-        if (body + size > b.size()) return wave;
-        if (std::memcmp(&b[at], "fmt ", 4) == 0 && size >= 16) {
-            wave.formatTag = static_cast<int>(u16(body));
-            wave.channels = static_cast<int>(u16(body + 2));
-            wave.sampleRate = static_cast<int>(u32(body + 4));
-            wave.bitsPerSample = static_cast<int>(u16(body + 14));
-            haveFormat = true;
-        } else if (std::memcmp(&b[at], "data", 4) == 0 && haveFormat) {
-            for (std::size_t i = 0; i + 1 < size; i += 2)
-                wave.samples.push_back(static_cast<std::int16_t>(u16(body + i)));
-            wave.ok = true;
-            return wave;
-        }
-        at = body + size + (size & 1);
-    }
-    return wave;
+inline void put(std::vector<std::uint8_t>& out, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
 }
+
+inline void tag(std::vector<std::uint8_t>& out, const char* four) {
+    for (int i = 0; i < 4; ++i) out.push_back(static_cast<std::uint8_t>(four[i]));
+}
+
+// Appends byte by byte: GCC 12 misreads range inserts into fresh vectors.
+inline void append(std::vector<std::uint8_t>& out, const std::vector<std::uint8_t>& more) {
+    out.reserve(out.size() + more.size());
+    for (std::uint8_t b : more) out.push_back(b);
+}
+
+inline std::vector<std::uint8_t> fmtChunk(std::uint16_t formatTag = 1, std::uint16_t channels = 1,
+                                          std::uint32_t rate = 8000, std::uint16_t bits = 16) {
+    std::vector<std::uint8_t> c;
+    tag(c, "fmt ");
+    put(c, 16, 4);
+    put(c, formatTag, 2);
+    put(c, channels, 2);
+    put(c, rate, 4);
+    put(c, rate * channels * bits / 8, 4);
+    put(c, channels * bits / 8, 2);
+    put(c, bits, 2);
+    return c;
+}
+
+inline std::vector<std::uint8_t> dataChunk(const std::vector<std::int16_t>& samples) {
+    std::vector<std::uint8_t> c;
+    tag(c, "data");
+    put(c, static_cast<std::uint32_t>(samples.size() * 2), 4);
+    for (std::int16_t s : samples) put(c, static_cast<std::uint16_t>(s), 2);
+    return c;
+}
+
+// "RIFF" size "WAVE" and the chunks as given.
+inline std::vector<std::uint8_t> riff(const std::vector<std::vector<std::uint8_t>>& chunks, const char* form = "WAVE") {
+    std::vector<std::uint8_t> body;
+    tag(body, form);
+    for (const auto& c : chunks) append(body, c);
+    std::vector<std::uint8_t> out;
+    tag(out, "RIFF");
+    put(out, static_cast<std::uint32_t>(body.size()), 4);
+    append(out, body);
+    return out;
+}
+
+inline std::vector<std::uint8_t> pcmFile(const std::vector<std::int16_t>& samples, std::uint32_t rate = 8000) {
+    return riff({fmtChunk(1, 1, rate), dataChunk(samples)});
+}
+
+// Samples that differ from each other, so a copy out of place shows.
+inline std::vector<std::int16_t> ramp(std::size_t count) {
+    std::vector<std::int16_t> s(count);
+    for (std::size_t i = 0; i < count; ++i) s[i] = static_cast<std::int16_t>((i * 37) % 2000 - 1000);
+    return s;
+}
+
+inline bool writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(out);
+}
+
+}  // namespace wav

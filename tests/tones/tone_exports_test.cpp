@@ -6,30 +6,17 @@
 #include "softphone.h"
 #include "tones/tone_player_fixture.h"
 
-class ToneExports : public ::testing::Test {
-protected:
-    void SetUp() override {
-        mSavedMask = ringToneMask();
-        // No parameters: the TonePlayer is made, the CallProcessor never starts.
-        PtapParameters out{};
-        ASSERT_EQ(initialize(nullptr, &out), -1);
-        TonePlayer* player = gTonePlayer.load();
-        ASSERT_NE(player, nullptr);
-        const ToneAudioTable table = FakeAudio::table();
-        ASSERT_EQ(player->setAudioTable(&table), 0);
-        FakeAudio::take();
-    }
-    void TearDown() override {
-        EXPECT_EQ(uninitialize(), 0);
-        EXPECT_EQ(gTonePlayer.load(), nullptr);
-        restoreRingToneMask(mSavedMask);
-    }
+TEST(ToneExports, ReachThePlayerThatInitializeMakesUntilUninitialize) {
+    const std::uint32_t savedMask = ringToneMask();
+    // No parameters: the TonePlayer is made, the CallProcessor never starts.
+    PtapParameters params{};
+    ASSERT_EQ(initialize(nullptr, &params), -1);
+    TonePlayer* player = gTonePlayer.load();
+    ASSERT_NE(player, nullptr);
+    const ToneAudioTable table = FakeAudio::table();
+    ASSERT_EQ(player->setAudioTable(&table), 0);
+    FakeAudio::take();
 
-private:
-    std::uint32_t mSavedMask = 0;
-};
-
-TEST_F(ToneExports, CustomToneSavedAndRemovedThroughTheExports) {
     EXPECT_EQ(ToneModuleSaveCustomTone(3, u"x.wav"), 0);
     EXPECT_EQ(ToneModulePlayTone(2, 3, 3), 0);
     EXPECT_EQ(FakeAudio::take(), (std::vector<std::string>{"SetRingVolume 3 -1", "PlayFile x.wav -1"}));
@@ -45,13 +32,9 @@ TEST_F(ToneExports, CustomToneSavedAndRemovedThroughTheExports) {
     EXPECT_EQ(ToneModuleGetCustomTone(7, &out), 0);
     EXPECT_EQ(ToneModulePlayTone(0, -1, -1), 0);
     EXPECT_EQ(FakeAudio::take(), std::vector<std::string>{"StopPlayFile"});
-}
 
-TEST_F(ToneExports, ModesKeysAndServiceTones) {
-    TonePlayer* first = gTonePlayer.load();
-    PtapParameters out{};
-    EXPECT_EQ(initialize(nullptr, &out), 0);  // a CallProcessor exists: nothing more happens
-    EXPECT_EQ(gTonePlayer.load(), first);
+    EXPECT_EQ(initialize(nullptr, &params), 0);  // a CallProcessor exists: nothing more happens
+    EXPECT_EQ(gTonePlayer.load(), player);
 
     EXPECT_EQ(ToneModulePlayDTMF(5, 0), 0);
     EXPECT_EQ(FakeAudio::take(), std::vector<std::string>{"PlayTone media/DTMF/Tone_DTMF5.wav 0"});
@@ -66,4 +49,8 @@ TEST_F(ToneExports, ModesKeysAndServiceTones) {
     EXPECT_EQ(ToneModulePlayServiceTone(0x92), 0);
     EXPECT_EQ(FakeAudio::take(),
               (std::vector<std::string>{"PlayTone media/Tone_Rec.wav 0", "PlayTone media/Area8/Progress_92.wav -1"}));
+
+    EXPECT_EQ(uninitialize(), 0);
+    EXPECT_EQ(gTonePlayer.load(), nullptr);
+    restoreRingToneMask(savedMask);
 }

@@ -1,12 +1,50 @@
-// A started TonePlayer wired to the recording table. The ring tones' custom
-// mask is process-wide, so each test gets it back as it found it.
+// A TonePlayer wired to a ToneAudioTable that records each call as a line
+// of text, such as "PlayFile media/Tone_9.wav -1" or "SetRingVolume 3 -1".
+// The ring tones' custom mask is process-wide, so each test gets it back as
+// it found it.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include "tones/fake_audio_table.h"
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tones/tone_audio_table.h"
 #include "tones/tone_player.h"
 #include "tones/tone_tables.h"
+
+class FakeAudio {
+public:
+    static std::vector<std::string> take() { return std::exchange(sCalls, {}); }
+    static ToneAudioTable table() {
+        ToneAudioTable t;
+        t.AudioModulePlayFile = [](const sp_wchar_t* path, int repeat) {
+            return record("PlayFile " + narrow(path) + " " + std::to_string(repeat));
+        };
+        t.AudioModuleStopPlayFile = [] { return record("StopPlayFile"); };
+        t.AudioModuleSetRingVolume = [](int level, float step) {
+            record("SetRingVolume " + std::to_string(level) + " " + std::to_string(static_cast<int>(step)));
+        };
+        t.AudioModulePlayTone = [](const sp_wchar_t* path, int repeat) {
+            return record("PlayTone " + narrow(path) + " " + std::to_string(repeat));
+        };
+        t.AudioModuleStopPlayTone = [] { return record("StopPlayTone"); };
+        return t;
+    }
+    static std::string narrow(const sp_wchar_t* text) {
+        std::string out;
+        for (; text != nullptr && *text != 0; ++text) out += static_cast<char>(*text);
+        return out;
+    }
+
+private:
+    static inline std::vector<std::string> sCalls;
+    static int record(std::string line) {
+        sCalls.push_back(std::move(line));
+        return 0;
+    }
+};
 
 inline std::uint32_t ringToneMask() {
     return tones::customMask(*tones::toneRow(1));

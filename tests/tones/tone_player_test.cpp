@@ -1,6 +1,8 @@
 // The TonePlayer's choice of file and sound operation, seen through the
-// recording table.
+// recording table, and the custom tones saved by melody slot.
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "support_files/trace_capture.h"
 #include "tones/tone_player_fixture.h"
@@ -45,19 +47,6 @@ TEST_F(TonePlayerTest, KeyToneColumnFollowsKeyPadAndProgramMode) {
         EXPECT_EQ(result, c.call.empty() ? 1 : 0);
         EXPECT_EQ(calls, c.call.empty() ? Calls{} : Calls{c.call});
     }
-}
-
-TEST_F(TonePlayerTest, RingToneOfMelodySixPlaysItsDefaultUntilStopped) {
-    TraceCapture trace;
-    EXPECT_EQ(play(1, 3, 6), ringFile(3, "media/Tone_9.wav"));
-    EXPECT_EQ(play(2, 3, 6), ringFile(3, "media/Tone_A.wav"));
-    EXPECT_EQ(play(3, 3, 6), ringFile(3, "media/Tone_B.wav"));
-    // Slot 6 has nothing for tone 17 and no saved entry.
-    EXPECT_EQ(play(17, 3, 6), ringFile(3, "media/Tone_1.wav"));
-    EXPECT_EQ(play(0, -1, -1), Calls{"StopPlayFile"});
-    const auto messages = trace.messages();
-    ASSERT_FALSE(messages.empty());
-    EXPECT_EQ(messages.front(), "iToneID : 1  iMelody : 6   mIsVolAdjustment : 1  iVolume : 3");
 }
 
 TEST_F(TonePlayerTest, RingVolumeLevelsMapToTheSoundEngine) {
@@ -122,6 +111,89 @@ TEST_F(TonePlayerTest, ServiceTonesHoldAfterTheSingleConfirmation) {
         player.playServiceTone(s.code);
         EXPECT_EQ(FakeAudio::take(), s.calls);
     }
+}
+
+TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
+    TraceCapture trace;
+    struct Step {
+        int slot;  // saved (path) or removed (no path) before the ring tone plays; -1: neither
+        const char16_t* path;
+        int toneId, melody;
+        std::string file;
+    } steps[] = {
+        // Slot 6 has defaults for the first three ring tones, none for 17.
+        {-1, nullptr, 1, 6, "media/Tone_9.wav"},
+        {-1, nullptr, 2, 6, "media/Tone_A.wav"},
+        {-1, nullptr, 3, 6, "media/Tone_B.wav"},
+        {-1, nullptr, 17, 6, "media/Tone_1.wav"},
+        {3, u"x.wav", 1, 3, "x.wav"},
+        {-1, nullptr, 2, 3, "x.wav"},
+        {-1, nullptr, 3, 3, "x.wav"},
+        {-1, nullptr, 17, 3, "x.wav"},
+        {-1, nullptr, 4, 3, "media/Tone_4.wav"},  // not a ring tone
+        {-1, nullptr, 2, 4, "media/Tone_2.wav"},  // another melody
+        {3, nullptr, 2, 3, "media/Tone_2.wav"},
+        {8, u"slot8.wav", 1, 0x43, "slot8.wav"},  // melody 0x43 is slot 8
+        {-1, nullptr, 1, 8, "media/Tone_1.wav"},  // melody 8 is in no slot
+        {6, u"y.wav", 1, 6, "media/Tone_9.wav"},  // slot 6 keeps its defaults first
+        {-1, nullptr, 17, 6, "y.wav"},            // and the saved tone for the rest
+        {6, nullptr, 1, 6, "media/Tone_1.wav"},   // removed: its bit cleared, the defaults rest
+        {6, u"z.wav", 1, 6, "media/Tone_9.wav"},
+        {-1, nullptr, 17, 6, "z.wav"},
+    };
+    for (const Step& s : steps) {
+        SCOPED_TRACE(::testing::Message() << "slot " << s.slot << " tone " << s.toneId << " melody " << s.melody);
+        const int changed = s.slot < 0          ? 0
+                            : s.path != nullptr ? player.saveCustomTone(s.slot, s.path)
+                                                : player.removeCustomTone(s.slot);
+        ASSERT_EQ(changed, 0);
+        EXPECT_EQ(play(s.toneId, 3, s.melody), ringFile(3, s.file));
+    }
+    const auto messages = trace.messages();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.front(), "iToneID : 1  iMelody : 6   mIsVolAdjustment : 1  iVolume : 3");
+}
+
+TEST_F(TonePlayerTest, SavedPathsAreReadBackReplacedCutAndOnlyForSlotsInTheTable) {
+    sp_wchar_t buffer[tones::kPathCapacity + 1];
+    sp_wchar_t* out = buffer;
+    ASSERT_EQ(player.saveCustomTone(5, u"first.wav"), 0);
+    ASSERT_EQ(player.saveCustomTone(5, u"second.wav"), 0);
+    EXPECT_EQ(player.getCustomTone(5, &out), 0);
+    EXPECT_EQ(FakeAudio::narrow(buffer), "second.wav");
+    // One removal leaves no saved entry behind.
+    player.removeCustomTone(5);
+    buffer[0] = u'?';
+    buffer[1] = 0;
+    EXPECT_EQ(player.getCustomTone(5, &out), 1);
+    EXPECT_EQ(FakeAudio::narrow(buffer), "?");
+
+    const std::u16string longPath(300, u'a');
+    ASSERT_EQ(player.saveCustomTone(2, longPath.c_str()), 0);
+    std::fill(std::begin(buffer), std::end(buffer), u'#');
+    ASSERT_EQ(player.getCustomTone(2, &out), 0);
+    EXPECT_EQ(FakeAudio::narrow(buffer), std::string(255, 'a'));
+    EXPECT_EQ(buffer[tones::kPathCapacity], u'#');  // nothing written past the buffer
+
+    const std::uint32_t before = ringToneMask();
+    EXPECT_EQ(player.saveCustomTone(30, u"x.wav"), 1);
+    EXPECT_EQ(player.saveCustomTone(-1, u"x.wav"), 1);
+    EXPECT_EQ(player.saveCustomTone(4, nullptr), 1);
+    EXPECT_EQ(player.removeCustomTone(30), 0);
+    EXPECT_EQ(player.removeCustomTone(-2), 0);
+    EXPECT_EQ(ringToneMask(), before);
+    EXPECT_EQ(player.getCustomTone(30, &out), 1);
+    EXPECT_EQ(player.getCustomTone(3, nullptr), 1);
+}
+
+TEST_F(TonePlayerTest, MaskOutlivesThePlayerButTheListsDoNot) {
+    ASSERT_EQ(player.saveCustomTone(9, u"kept.wav"), 0);
+    player.shutdown();
+    ASSERT_EQ(player.start(), 0);
+    const ToneAudioTable table = FakeAudio::table();
+    ASSERT_EQ(player.setAudioTable(&table), 0);
+    EXPECT_NE(ringToneMask() & (1u << 9), 0u);
+    EXPECT_EQ(play(1, 3, 0x44), ringFile(3, "media/Tone_1.wav"));  // the list went with the shutdown
 }
 
 TEST(TonePlayerLifecycle, RefusesBadTablesAndPlaysNothingWithoutOne) {
