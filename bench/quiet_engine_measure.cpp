@@ -211,8 +211,13 @@ int main(int argc, char** argv) {
     api.send_error(0x1234, 0, 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(21000));
     std::vector<std::uint64_t> ntfyAt, errorAt;
+    std::string first;
     for (const sim::Datagram& d : mgcp.received())
-        if (sim::mgcpVerb(d.text()) == "NTFY") ntfyAt.push_back(d.atUs);
+        if (sim::mgcpVerb(d.text()) == "NTFY" && (first.empty() || d.text() == first)) {
+            // Only the copies of the key's own NTFY: one packet's resends.
+            first = std::string(d.text());
+            ntfyAt.push_back(d.atUs);
+        }
     for (const sim::PtapDatagram& d : ptap.receivedOfType(sim::PtapServer::kErrorResponse)) errorAt.push_back(d.atMs * 1000);
     printResends("MGCP NTFY", ntfyAt);
     printResends("PTAP error response", errorAt);
