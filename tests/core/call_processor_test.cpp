@@ -1,6 +1,8 @@
 // The CallProcessor's routing: what each event from the links does to the
 // client's callbacks, the call state and Wave. First without engines, then
 // started against the simulated server on free ports.
+#include "core/call_processor.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "core/call_processor.h"
 #include "mgcp/mgcp.h"
 #include "platform/debug_output.h"
 #include "platform/udp_socket.h"
@@ -229,8 +230,7 @@ TEST_F(StartedCallProcessor, MgcpEventsGiveTheirCallbacksStateAndVoice) {
         {{2, 3}, {{2, kModeInactive, 8, ""}}, "C01/3:end C11/0 C24/0", 1, false},
         {{}, {{2, 7, 8, ""}}, "", 1, false},
         // A ring pattern of 1 to 3 rings; a DLCX then ends the call.
-        {{}, {{6, -1, 0, ringPattern2}, {3, kModeSendRecv, 0, ""}}, "C02/9:mgcp_tone C01/3:end C11/0 C24/0", 1,
-         false},
+        {{}, {{6, -1, 0, ringPattern2}, {3, kModeSendRecv, 0, ""}}, "C02/9:mgcp_tone C01/3:end C11/0 C24/0", 1, false},
         {{}, {{6, -1, 0, ringPattern4}}, "C17/9:mgcp_tone", 1, false},
         // A tone is reported once and ends the walk.
         {{},
@@ -239,7 +239,9 @@ TEST_F(StartedCallProcessor, MgcpEventsGiveTheirCallbacksStateAndVoice) {
           {6, -1, 0, block("voff")},
           {6, -1, 0, block(std::string("ks\x01\0\0\0\x02\0\0\0", 10))},
           {6, -1, 0, block("lcdHELLO")}},
-         "C14/4:mute C20/16:tone\x05 C16/4:voff K1,2 D:HELLO", 1, false},
+         "C14/4:mute C20/16:tone\x05 C16/4:voff K1,2 D:HELLO",
+         1,
+         false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.callbacks);
@@ -273,10 +275,14 @@ TEST_F(StartedCallProcessor, ServerCommandsDriveTheClientAndWave) {
     const std::string ep = " d1@000000000000 MGCP 1.0\r\n";
     const Case cases[] = {
         // A display text: its header bytes, then the text with blanks expanded.
-        {"RQNT 20" + ep + "X: 1\r\nS: X-P/lcdp(2202030541031F42)\r\n", "D:\x03\x04      A   \x1F" "B", 1},
+        {"RQNT 20" + ep + "X: 1\r\nS: X-P/lcdp(2202030541031F42)\r\n",
+         "D:\x03\x04      A   \x1F"
+         "B",
+         1},
         {"RQNT 21" + ep + "S: X-P/ks(0c01,r3si)\r\n", "KC01,A", 1},
         // Signals in list order, all before the answer.
-        {"RQNT 22" + ep + "S: X-P/pctl(03),X-P/pctl(01),X-P/hset(00)\r\n", "C1B/5:sp_on C1F/8:bgm_mute C26/8:hset_off", 1},
+        {"RQNT 22" + ep + "S: X-P/pctl(03),X-P/pctl(01),X-P/hset(00)\r\n", "C1B/5:sp_on C1F/8:bgm_mute C26/8:hset_off",
+         1},
         // Another endpoint's commands are answered and do nothing.
         {"RQNT 23 d1@ffffffffffff MGCP 1.0\r\nS: X-P/pctl(03)\r\n", "", 1},
         {"CRCX 24 d1@ffffffffffff MGCP 1.0\r\nM: inactive\r\n", "", 1},

@@ -2,8 +2,8 @@
 // a file played with repeats, a key tone that plays once, and a shutdown
 // that leaves no thread behind. The devices are chosen by name in a settings
 // file of the test's own, so a sound card on the machine changes nothing.
-#include <atomic>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -143,7 +143,8 @@ TEST_F(SoundE2E, CapturesPlaysAFileWithRepeatsAndAKeyToneOnceAndShutsDownClean) 
         const std::vector<std::int16_t> tone = lastSoundOf(entry.path(), 800);
         if (tone.size() < 400) continue;
         double others = 0;
-        for (double hz : {697.0, 852.0, 941.0, 1209.0, 1477.0, 1633.0}) others = std::max(others, goertzelPower(tone, hz));
+        for (double hz : {697.0, 852.0, 941.0, 1209.0, 1477.0, 1633.0})
+            others = std::max(others, goertzelPower(tone, hz));
         const double weaker = std::min(goertzelPower(tone, 770.0), goertzelPower(tone, 1336.0));
         if (10.0 * std::log10(weaker / (others + 1e-9)) >= 20.0) ++heard;
     }

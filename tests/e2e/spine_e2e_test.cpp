@@ -5,9 +5,9 @@
 #include <chrono>
 
 #include "e2e_fixture.h"
-#include "sim/udp_peer.h"
 #include "sim/mgcp_server.h"
 #include "sim/ptap_server.h"
+#include "sim/udp_peer.h"
 
 TEST_F(SoftphoneE2E, ResolvesAllFortyNineExports) {
     EXPECT_EQ(sim::exportNames().size(), static_cast<std::size_t>(SOFTPHONE_EXPORT_COUNT));

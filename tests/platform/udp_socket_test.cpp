@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 #include <vector>
 
 #include "platform/event.h"
+#include "platform/socket_error.h"
 
 namespace {
 constexpr std::uint32_t kLoopback = 0x7F000001;
@@ -50,4 +52,17 @@ TEST(UdpSocket, ParsesDottedAddresses) {
     EXPECT_EQ(platform::parseDottedAddress("10.1.2"), 0u);
     EXPECT_EQ(platform::parseDottedAddress("300.1.2.3"), 0u);
     EXPECT_EQ(platform::parseDottedAddress(nullptr), 0u);
+}
+
+TEST(UdpSocket, FailuresAreTracedWithWindowsSocketsCodes) {
+    EXPECT_EQ(platform::socketErrorCode(EINTR), 10004);
+    EXPECT_EQ(platform::socketErrorCode(EWOULDBLOCK), 10035);
+    EXPECT_EQ(platform::socketErrorCode(EINPROGRESS), 10036);
+    EXPECT_EQ(platform::socketErrorCode(ENETDOWN), 10050);
+    EXPECT_EQ(platform::socketErrorCode(EADDRINUSE), 10048);
+    // A port already taken: the failed bind is kept as its Windows Sockets code.
+    platform::UdpSocket first, second;
+    ASSERT_TRUE(first.open(0, kLoopback));
+    EXPECT_FALSE(second.open(first.localPort(), kLoopback));
+    EXPECT_EQ(platform::lastSocketError(), 10048);
 }

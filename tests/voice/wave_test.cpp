@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sim/reference_codec.h"
+#include "support_files/trace_capture.h"
 #include "voice/buffer.h"
 #include "voice/g711.h"
 #include "voice/rtp.h"
@@ -150,6 +151,7 @@ TEST_F(WaveTest, SendVoiceTakesExactlyOneFrameOfAKnownCodec) {
 }
 
 TEST(WaveLifecycle, StartSessionAndShutdownMayBeRepeated) {
+    TraceCapture trace;
     Wave wave(0);
     EXPECT_EQ(wave.startSession(), 1);
     ASSERT_EQ(wave.start(), 0);
@@ -167,6 +169,21 @@ TEST(WaveLifecycle, StartSessionAndShutdownMayBeRepeated) {
     EXPECT_EQ(wave.shutdown(), 0);
     EXPECT_FALSE(wave.sessionRunning());
     EXPECT_EQ(wave.shutdown(), 0);
+
+    // The thread's priority is settled before it runs, so any warning about
+    // it comes first; a stop is traced before the thread's own end.
+    const std::vector<std::string> lines = trace.messages();
+    const auto at = [&](const std::string& prefix) {
+        for (std::size_t i = 0; i < lines.size(); ++i)
+            if (lines[i].rfind(prefix, 0) == 0) return i;
+        return lines.size();
+    };
+    const std::size_t warned = at("[WAVE :: WARNING] Session start incomplete");
+    if (warned < lines.size()) {
+        EXPECT_LT(warned, at("[WAVE :: Thread] Thread started"));
+    }
+    ASSERT_LT(at("[WAVE] Thread terminated - RTP to Wave"), lines.size());
+    EXPECT_LT(at("[WAVE] Thread terminated - RTP to Wave"), at("[WAVE :: Thread] Thread terminated"));
 }
 
 TEST_F(WaveTest, AfterShutdownThePathsRefuse) {
