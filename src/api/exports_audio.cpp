@@ -2,14 +2,16 @@
 // the object does not exist.
 #include <new>
 
+#include "api/counted_access.h"
 #include "api/exports_guard.h"
 #include "api/globals.h"
 #include "audio/audio.h"
 #include "common/tracer.h"
 
 namespace {
-Audio* audio() {
-    return gAudio.load();
+std::atomic<int> sAudioUsers{0};
+CountedAccess<Audio> audio() {
+    return CountedAccess<Audio>(gAudio, sAudioUsers);
 }
 }  // namespace
 
@@ -17,7 +19,7 @@ extern "C" {
 
 SP_EXPORT int AudioModuleStart(void) {
     return guarded(-1, []() -> int {
-        if (audio() != nullptr) return 0;
+        if (audio()) return 0;
         Audio* created = new (std::nothrow) Audio();
         if (created == nullptr) {
             Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] Object creation failed: Audio");
@@ -35,7 +37,7 @@ SP_EXPORT int AudioModuleStart(void) {
 
 SP_EXPORT int AudioModuleShutdown(void) {
     return guarded(0, []() -> int {
-        Audio* a = gAudio.exchange(nullptr);
+        Audio* a = CountedAccess<Audio>::retire(gAudio, sAudioUsers);
         if (a != nullptr) {
             a->shutdown();
             delete a;
@@ -46,107 +48,107 @@ SP_EXPORT int AudioModuleShutdown(void) {
 
 SP_EXPORT int AudioModulePlayVoice(const void* pcm, int length) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->playVoice(pcm, length);
+        if (auto a = audio()) a->playVoice(pcm, length);
         return 0;
     });
 }
 
 SP_EXPORT int AudioModuleRecordStart(int on) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->recordStart(lowByteFlag(on));
+        if (auto a = audio()) a->recordStart(lowByteFlag(on));
         return 0;
     });
 }
 
 SP_EXPORT int AudioModuleRegisterCallback(AudioRecordCallback callback) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->registerCallback(callback);
+        if (auto a = audio()) a->registerCallback(callback);
         return 0;
     });
 }
 
 SP_EXPORT int AudioModuleGetInDevice(sp_wchar_t*** list) {
     return guarded(-1, [&]() -> int {
-        Audio* a = audio();
-        return a != nullptr ? a->inDeviceList(list) : -1;
+        auto a = audio();
+        return a ? a->inDeviceList(list) : -1;
     });
 }
 
 SP_EXPORT int AudioModuleGetOutDevice(sp_wchar_t*** list) {
     return guarded(-1, [&]() -> int {
-        Audio* a = audio();
-        return a != nullptr ? a->outDeviceList(list) : -1;
+        auto a = audio();
+        return a ? a->outDeviceList(list) : -1;
     });
 }
 
 SP_EXPORT int AudioModuleSetDevice(int output, int file, int input) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->setDevice(output, file, input);
+        if (auto a = audio()) a->setDevice(output, file, input);
         return 0;
     });
 }
 
 SP_EXPORT int AudioModulePlayFile(const sp_wchar_t* path, int repeat) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->playFile(path, repeat);
+        if (auto a = audio()) a->playFile(path, repeat);
         return 0;
     });
 }
 
 SP_EXPORT int AudioModuleStopPlayFile(void) {
     return guarded(0, []() -> int {
-        if (Audio* a = audio()) a->stopPlayFile();
+        if (auto a = audio()) a->stopPlayFile();
         return 0;
     });
 }
 
 SP_EXPORT void AudioModuleSetSpeakerVolume(int level, float step) {
     guardedVoid([&] {
-        if (Audio* a = audio()) a->setSpeakerVolume(level, step);
+        if (auto a = audio()) a->setSpeakerVolume(level, step);
     });
 }
 
 SP_EXPORT void AudioModuleSetRingVolume(int level, float step) {
     guardedVoid([&] {
-        if (Audio* a = audio()) a->setRingVolume(level, step);
+        if (auto a = audio()) a->setRingVolume(level, step);
     });
 }
 
 SP_EXPORT void AudioModuleSetMicVolume(int level, float step) {
     guardedVoid([&] {
-        if (Audio* a = audio()) a->setMicVolume(level, step);
+        if (auto a = audio()) a->setMicVolume(level, step);
     });
 }
 
 SP_EXPORT int AudioModuleGetEngineStatus(void) {
     return guarded(-1, []() -> int {
-        Audio* a = audio();
-        return a != nullptr ? a->engineStatus() : -1;
+        auto a = audio();
+        return a ? a->engineStatus() : -1;
     });
 }
 
 SP_EXPORT void AudioModuleGetDeviceID(int* output, int* file, int* input) {
     guardedVoid([&] {
-        if (Audio* a = audio()) a->deviceIds(output, file, input);
+        if (auto a = audio()) a->deviceIds(output, file, input);
     });
 }
 
 SP_EXPORT void AudioModuleSetWindowHandle(void* window) {
     guardedVoid([&] {
-        if (Audio* a = audio()) a->setWindowHandle(window);
+        if (auto a = audio()) a->setWindowHandle(window);
     });
 }
 
 SP_EXPORT int AudioModulePlayTone(const sp_wchar_t* path, int repeat) {
     return guarded(0, [&]() -> int {
-        if (Audio* a = audio()) a->playTone(path, repeat);
+        if (auto a = audio()) a->playTone(path, repeat);
         return 0;
     });
 }
 
 SP_EXPORT int AudioModuleStopPlayTone(void) {
     return guarded(0, []() -> int {
-        if (Audio* a = audio()) a->stopPlayTone();
+        if (auto a = audio()) a->stopPlayTone();
         return 0;
     });
 }

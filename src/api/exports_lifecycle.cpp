@@ -2,6 +2,7 @@
 #include <cstring>
 #include <new>
 
+#include "api/counted_access.h"
 #include "api/exports_guard.h"
 #include "api/globals.h"
 #include "api/wave_access.h"
@@ -16,6 +17,7 @@ std::atomic<CallProcessor*> gCallProcessor{nullptr};
 std::atomic<Wave*> gWave{nullptr};
 std::atomic<Audio*> gAudio{nullptr};
 std::atomic<TonePlayer*> gTonePlayer{nullptr};
+std::atomic<int> gTonePlayerUsers{0};
 
 namespace {
 
@@ -33,7 +35,7 @@ const ToneAudioTable kToneAudioTable{&AudioModulePlayFile, &AudioModuleStopPlayF
                                      &AudioModulePlayTone, &AudioModuleStopPlayTone};
 
 void destroyTonePlayer() {
-    TonePlayer* player = gTonePlayer.exchange(nullptr);
+    TonePlayer* player = CountedAccess<TonePlayer>::retire(gTonePlayer, gTonePlayerUsers);
     if (player != nullptr) {
         player->shutdown();
         delete player;

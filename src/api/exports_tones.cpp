@@ -1,5 +1,6 @@
 // Exports: the tone player. Each forwards to gTonePlayer and gives -1 when
 // there is none.
+#include "api/counted_access.h"
 #include "api/exports_guard.h"
 #include "api/globals.h"
 #include "tones/tone_player.h"
@@ -9,9 +10,9 @@ namespace {
 template <typename Body>
 int withTonePlayer(Body&& body) noexcept {
     return guarded(-1, [&]() -> int {
-        TonePlayer* player = gTonePlayer.load();
-        if (player == nullptr) return -1;
-        return body(*player);
+        const CountedAccess<TonePlayer> player(gTonePlayer, gTonePlayerUsers);
+        if (!player) return -1;
+        return body(*player.get());
     });
 }
 

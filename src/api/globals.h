@@ -15,4 +15,7 @@ extern std::atomic<CallProcessor*> gCallProcessor;
 extern std::atomic<Wave*> gWave;  // borrowed: the CallProcessor owns it
 extern std::atomic<Audio*> gAudio;
 extern std::atomic<TonePlayer*> gTonePlayer;
+// Tone exports inside the player, counted so that uninitialize frees it only
+// after them.
+extern std::atomic<int> gTonePlayerUsers;
 extern std::atomic<NumberFormatter*> gNumberFormatter;  // lives until the library unloads

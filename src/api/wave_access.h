@@ -3,21 +3,19 @@
 // and uninitialize waits for the count to drop before Wave is freed.
 #pragma once
 
+#include "api/counted_access.h"
 #include "api/globals.h"
 
-class WaveAccess {
+class WaveAccess : public CountedAccess<Wave> {
 public:
-    WaveAccess();
-    ~WaveAccess();
-    WaveAccess(const WaveAccess&) = delete;
-    WaveAccess& operator=(const WaveAccess&) = delete;
-
-    // Null when there is no Wave, or it is being taken down.
-    Wave* get() const { return mWave; }
+    WaveAccess() : CountedAccess<Wave>(gWave, users()) {}
 
     // Clears gWave, then waits until no export still uses the old one.
-    static void retire();
+    static void retire() { CountedAccess<Wave>::retire(gWave, users()); }
 
 private:
-    Wave* mWave = nullptr;
+    static std::atomic<int>& users() {
+        static std::atomic<int> count{0};
+        return count;
+    }
 };
