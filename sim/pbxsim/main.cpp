@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
+#include <mutex>
 #include <string>
 
 #include "sim/pbxsim/options.h"
@@ -43,9 +44,15 @@ int main(int argc, char** argv) {
     std::signal(SIGTERM, onSignal);
 
     sim::Pbx pbx(options, [](const std::string& text) {
+        // Several threads report; one at a time, so lines stay whole and the
+        // C library's time zone state is read by one thread only.
+        static std::mutex printing;
+        const std::lock_guard<std::mutex> lock(printing);
         const std::time_t now = std::time(nullptr);
+        std::tm local{};
+        localtime_r(&now, &local);
         char stamp[16];
-        std::strftime(stamp, sizeof stamp, "%H:%M:%S", std::localtime(&now));
+        std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
         std::printf("[pbxsim %s] %s\n", stamp, text.c_str());
         std::fflush(stdout);
     });
