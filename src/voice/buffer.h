@@ -42,6 +42,12 @@ struct BufferHistory {
 
     std::array<ArrivalMark, kMarkCount> marks{};
     std::array<std::uint32_t, kRingLength> ring{};  // delay in frames, per stored frame
+    std::uint32_t worst = 0;                        // the largest delay in the ring
+
+    // Writes a delay into the ring and gives the largest one there. The
+    // largest is kept up to date as delays come in; the ring is walked only
+    // when the one holding it is overwritten by a smaller delay.
+    std::uint32_t record(int index, std::uint32_t delay);
 
     static BufferHistory& processWide();
 };

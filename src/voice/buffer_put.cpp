@@ -1,5 +1,6 @@
 // Buffer: storing a frame, and the delay estimate that sets the depth.
 #include <algorithm>
+#include <utility>
 
 #include "voice/buffer.h"
 
@@ -101,8 +102,17 @@ void Buffer::updateJitter(std::int32_t sequence, std::uint32_t arrival) {
         delay = 0;
     }
 
-    auto& ring = mHistory.ring;
-    ring[mPacketCount % BufferHistory::kRingLength] =
-        static_cast<std::uint32_t>((static_cast<std::int64_t>(delay) + 5) / kFrameMs);
-    mJitterFrames = static_cast<std::int32_t>(*std::max_element(ring.begin(), ring.end()));
+    const auto frames = static_cast<std::uint32_t>((static_cast<std::int64_t>(delay) + 5) / kFrameMs);
+    mJitterFrames = static_cast<std::int32_t>(
+        mHistory.record(static_cast<int>(mPacketCount % BufferHistory::kRingLength), frames));
+}
+
+std::uint32_t BufferHistory::record(int index, std::uint32_t delay) {
+    const std::uint32_t replaced = std::exchange(ring[index], delay);
+    if (delay >= worst) {
+        worst = delay;
+    } else if (replaced == worst) {
+        worst = *std::max_element(ring.begin(), ring.end());
+    }
+    return worst;
 }

@@ -87,6 +87,20 @@ TEST(Buffer, DefaultBuffersShareTheProcessWideHistory) {
     BufferHistory::processWide() = BufferHistory{};
 }
 
+// The depth follows the worst delay still in the ring, also after that
+// delay is overwritten (rises, plateaus and falls, twice round the ring).
+TEST(BufferHistory, RecordGivesTheLargestDelayInTheRing) {
+    BufferHistory history;
+    std::uint32_t seed = 7;
+    for (int n = 0; n < 3 * BufferHistory::kRingLength; ++n) {
+        seed = seed * 1103515245u + 12345u;
+        const std::uint32_t level = n < BufferHistory::kRingLength ? 9 : (n < 2 * BufferHistory::kRingLength ? 4 : 1);
+        const std::uint32_t delay = (seed >> 16) % (level + 1);
+        const std::uint32_t worst = history.record(n % BufferHistory::kRingLength, delay);
+        ASSERT_EQ(worst, *std::max_element(history.ring.begin(), history.ring.end())) << "write " << n;
+    }
+}
+
 // The receive thread puts while the playout thread gets: every frame comes
 // out whole, once, in sequence, whatever the interleaving.
 TEST(Buffer, ProducerAndConsumerThreadsShareIt) {
