@@ -5,8 +5,10 @@ set -euo pipefail
 build="$1"
 session="softphone-test-$$"
 cd "$build"
-tmux kill-session -t "$session" 2>/dev/null || true
-trap 'tmux kill-session -t "$session" 2>/dev/null || true' EXIT
+# A tmux server of its own, so that the panes start here (in this network
+# namespace, with this environment), not in a server already running.
+tmux() { command tmux -L "$session" "$@"; }
+trap 'tmux kill-server 2>/dev/null || true' EXIT
 
 # Waits up to 10 s until the client's pane shows the text.
 wait_for() {
@@ -20,7 +22,7 @@ wait_for() {
 }
 
 tmux new-session -d -s "$session" -x 100 -y 40 "./pbxsim --inter-digit 60000"
-tmux split-window -t "$session:0" "./softphone --server 127.0.0.1 --mac 0011223344ff --trace softphone-test-trace.log"
+tmux split-window -t "$session:0" "./softphone --server 127.0.0.1 --mac 0011223344ff --trace softphone-interactive-trace.log"
 wait_for "registered with 127.0.0.1"
 tmux send-keys -t "$session:0.1" h
 wait_for "Dial a number"
