@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "common/foreign_sender_trace.h"
 #include "common/module.h"
 #include "common/network_init_data.h"
 #include "mgcp/media_session.h"
@@ -30,8 +31,6 @@ public:
     static constexpr std::uint16_t kServerPort = 2727;
     // Lets the new threads come up before the first message is sent.
     static constexpr unsigned kStartSettleMs = 500;
-    // A sender other than the server is traced at most this often.
-    static constexpr std::uint64_t kForeignTraceIntervalMs = 1000;
 
     // `clock` gives the time of day the retransmission walk measures by and
     // the pauses; it must outlive the object. Port 0 for `localPort` lets
@@ -92,7 +91,6 @@ private:
     int failStart();
 
     void pollSocket();
-    void dropForeign(std::uint32_t address);
     void retransmit();
     void acknowledge(const MgcpPacket& response);
     int transmit(const std::array<std::uint8_t, kMgcpPayloadSize>& payload, std::uint32_t length, bool isResend);
@@ -125,6 +123,5 @@ private:
     platform::Wakeup mNoSocketWakeup{mClock};
     // The server's address as the socket thread compares senders with it.
     std::atomic<std::uint32_t> mServerAddress{0};
-    std::uint64_t mLastForeignTraceMs = 0;  // socket thread only
-    bool mForeignTraced = false;
+    ForeignSenderTrace mForeignSenders{"MGCP"};  // socket thread only
 };

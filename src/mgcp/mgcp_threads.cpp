@@ -39,7 +39,7 @@ void MGCP::pollSocket() {
         // Only the call server speaks for the call server: anything else
         // could order the terminal about.
         if (r.fromAddress != mServerAddress.load()) {
-            dropForeign(r.fromAddress);
+            mForeignSenders.dropped(r.fromAddress, mClock.monotonicMs());
             continue;
         }
         packet->length = static_cast<std::uint32_t>(r.length);
@@ -52,16 +52,6 @@ void MGCP::pollSocket() {
         // Until the RSIP's answer has come, commands are dropped unanswered.
         freePacket(std::move(packet));
     }
-}
-
-void MGCP::dropForeign(std::uint32_t address) {
-    const std::uint64_t now = mClock.monotonicMs();
-    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
-    mForeignTraced = true;
-    mLastForeignTraceMs = now;
-    Tracer::instance()->trace(kTraceWarning, "[MGCP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
-                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
-                              address & 0xFFu);
 }
 
 void MGCP::acknowledge(const MgcpPacket& response) {

@@ -10,6 +10,7 @@
 #include <span>
 #include <vector>
 
+#include "common/foreign_sender_trace.h"
 #include "common/module.h"
 #include "common/network_init_data.h"
 #include "platform/clock.h"
@@ -28,8 +29,6 @@ public:
     static constexpr std::uint16_t kServerPort = 9300;
     // Lets the threads run before the first packet leaves.
     static constexpr unsigned kStartSettleMs = 500;
-    // A sender other than the server is traced at most this often.
-    static constexpr std::uint64_t kForeignTraceIntervalMs = 1000;
 
     // The clock drives resends, supervision and the pauses; it must outlive
     // the object. Port 0 for `localPort` lets the system choose.
@@ -82,7 +81,6 @@ public:
 private:
     // Receive side.
     void socketThread();
-    void dropForeign(std::uint32_t address);
     void handleDatagram(std::span<const std::uint8_t> datagram);
     void runAction(const ptap::Action& action);
     void reportStatus(int code);
@@ -125,8 +123,7 @@ private:
 
     platform::UdpSocket mSocket;
     std::atomic<std::uint32_t> mServerAddress{0};
-    std::uint64_t mLastForeignTraceMs = 0;  // socket thread only
-    bool mForeignTraced = false;
+    ForeignSenderTrace mForeignSenders{"PTAP"};  // socket thread only
     std::atomic<std::uint32_t> mNextTid{1};
     ptap::StartData mStartData;
 

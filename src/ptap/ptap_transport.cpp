@@ -109,7 +109,7 @@ void PTAP::socketThread() {
             // Only the call server speaks for the call server: anything else
             // could report the link lost or order a restart.
             if (r.fromAddress != mServerAddress.load()) {
-                dropForeign(r.fromAddress);
+                mForeignSenders.dropped(r.fromAddress, mClock.monotonicMs());
                 continue;
             }
             handleDatagram(std::span<const std::uint8_t>(buffer, r.length));
@@ -118,16 +118,6 @@ void PTAP::socketThread() {
         }
     }
     Tracer::instance()->trace(kTraceDetail, "[PTAP :: Thread] Thread terminated - ID [%04d]", static_cast<int>(myId));
-}
-
-void PTAP::dropForeign(std::uint32_t address) {
-    const std::uint64_t now = mClock.monotonicMs();
-    if (mForeignTraced && now - mLastForeignTraceMs < kForeignTraceIntervalMs) return;
-    mForeignTraced = true;
-    mLastForeignTraceMs = now;
-    Tracer::instance()->trace(kTraceWarning, "[PTAP :: Warning] Datagram from %u.%u.%u.%u dropped - not the server",
-                              (address >> 24) & 0xFFu, (address >> 16) & 0xFFu, (address >> 8) & 0xFFu,
-                              address & 0xFFu);
 }
 
 void PTAP::handleDatagram(std::span<const std::uint8_t> datagram) {
