@@ -9,7 +9,42 @@ using platform::WaveHeader;
 using platform::WaveMessage;
 
 namespace {
+
 void silentCallback(const void*, int) {}
+
+// Each buffer of a device sized and prepared; 1 at the first that fails.
+template <std::size_t N>
+int prepareBuffers(platform::WaveDevice& device, std::array<WaveHeader, N>& headers,
+                   std::array<std::vector<char>, N>& buffers, std::uint32_t bytes) {
+    for (std::size_t i = 0; i < N; ++i) {
+        buffers[i].assign(bytes, 0);
+        WaveHeader& h = headers[i];
+        h.clear();
+        h.data = buffers[i].data();
+        h.length = bytes;
+        if (device.prepare(h) != 0) return 1;
+    }
+    return 0;
+}
+
+// Each prepared buffer unprepared and let go; one the device won't give
+// back is traced with `failure` and kept.
+template <std::size_t N>
+void releaseBuffers(platform::WaveDevice& device, std::array<WaveHeader, N>& headers,
+                    std::array<std::vector<char>, N>& buffers, const char* failure) {
+    for (std::size_t i = 0; i < N; ++i) {
+        WaveHeader& h = headers[i];
+        if (h.data == nullptr) continue;
+        if (device.unprepare(h) != 0) {
+            Tracer::instance()->trace(kTraceError, failure);
+            continue;
+        }
+        h.clear();
+        buffers[i].clear();
+        buffers[i].shrink_to_fit();
+    }
+}
+
 }  // namespace
 
 Audio::Audio() : mVoiceCallback(silentCallback) {
@@ -128,15 +163,7 @@ int Audio::Wave_out_open_device(int bits, int rate, int channels, int) {
         closeWaveOut();
         return 1;
     }
-    for (int i = 0; i < kBuffers; ++i) {
-        mOutBuffers[i].assign(kOutBytes, 0);
-        WaveHeader& h = mOutHeaders[i];
-        h.clear();
-        h.data = mOutBuffers[i].data();
-        h.length = kOutBytes;
-        if (mWaveOut->prepare(h) != 0) return 1;
-    }
-    return 0;
+    return prepareBuffers(*mWaveOut, mOutHeaders, mOutBuffers, kOutBytes);
 }
 
 int Audio::Wave_in_open_device(int bits, int rate, int channels, int milliseconds) {
@@ -153,15 +180,7 @@ int Audio::Wave_in_open_device(int bits, int rate, int channels, int millisecond
         closeWaveIn();
         return 1;
     }
-    for (int i = 0; i < kBuffers; ++i) {
-        mInBuffers[i].assign(mInBytes, 0);
-        WaveHeader& h = mInHeaders[i];
-        h.clear();
-        h.data = mInBuffers[i].data();
-        h.length = mInBytes;
-        if (mWaveIn->prepare(h) != 0) return 1;
-    }
-    return 0;
+    return prepareBuffers(*mWaveIn, mInHeaders, mInBuffers, mInBytes);
 }
 
 int Audio::play_file_open_device() {
@@ -209,34 +228,14 @@ void Audio::releaseOutHeaders() {
     if (!mOutOpen.load() || !mWaveOut) return;
     // Buffers still queued come back first, so that each can be let go.
     mWaveOut->reset();
-    for (int i = 0; i < kBuffers; ++i) {
-        WaveHeader& h = mOutHeaders[i];
-        if (h.data == nullptr) continue;
-        if (mWaveOut->unprepare(h) != 0) {
-            Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] Shutdown failed - waveOutUnPrepareHeader");
-            continue;
-        }
-        h.clear();
-        mOutBuffers[i].clear();
-        mOutBuffers[i].shrink_to_fit();
-    }
+    releaseBuffers(*mWaveOut, mOutHeaders, mOutBuffers, "[AUDIO :: ERROR] Shutdown failed - waveOutUnPrepareHeader");
 }
 
 void Audio::releaseInHeaders() {
     if (!mInOpen.load() || !mWaveIn) return;
     mWaveIn->stop();
     mWaveIn->reset();
-    for (int i = 0; i < kBuffers; ++i) {
-        WaveHeader& h = mInHeaders[i];
-        if (h.data == nullptr) continue;
-        if (mWaveIn->unprepare(h) != 0) {
-            Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] Shutdown failed - waveInUnPrepareHeader");
-            continue;
-        }
-        h.clear();
-        mInBuffers[i].clear();
-        mInBuffers[i].shrink_to_fit();
-    }
+    releaseBuffers(*mWaveIn, mInHeaders, mInBuffers, "[AUDIO :: ERROR] Shutdown failed - waveInUnPrepareHeader");
 }
 
 void Audio::outCallback(WaveMessage message, WaveHeader*, void* user) {

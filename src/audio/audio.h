@@ -122,6 +122,11 @@ private:
     int openChannel(Channel& channel);
     int closeChannel(Channel& channel);
     void releaseChannelHeader(Channel& channel);
+    // The channel's buffer released and its device closed and opened again
+    // (on whatever device its id now names); the open's result.
+    int reopenChannel(Channel& channel);
+    // A channel sent to another device; one that is open stops and reopens there.
+    void moveChannel(Channel& channel, int deviceId);
     int loadFile(Channel& channel);
     void onChannelDone(Channel& channel);
     void repeatThread(Channel& channel, std::uint32_t mine);

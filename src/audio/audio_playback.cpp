@@ -69,9 +69,7 @@ int Audio::play(Channel& ch, const char16_t* path, int repeat, bool retryOnLoss)
             ch.mPath.reset();
             return 1;
         }
-        releaseChannelHeader(ch);
-        closeChannel(ch);
-        if (openChannel(ch) != 0) {
+        if (reopenChannel(ch) != 0) {
             ch.mPath.reset();
             Tracer::instance()->trace(kTraceCritical,
                                       "[AUDIO :: CRITICAL ERROR] Device Open Fail - play_file_open_device");
@@ -113,9 +111,7 @@ int Audio::play(Channel& ch, const char16_t* path, int repeat, bool retryOnLoss)
     if (deviceGone(result)) {
         ch.mDeviceId = -1;
         stopChannel(ch);
-        releaseChannelHeader(ch);
-        closeChannel(ch);
-        if (openChannel(ch) != 0) {
+        if (reopenChannel(ch) != 0) {
             ch.mPath.reset();
             Tracer::instance()->trace(
                 kTraceCritical, "[AUDIO :: CRITICAL ERROR] No Device Available in system - play_file_open_device");
@@ -170,6 +166,12 @@ int Audio::closeChannel(Channel& ch) {
     ch.mDevice.reset();
     ch.mOpen = false;
     return result == 0 ? 0 : 1;
+}
+
+int Audio::reopenChannel(Channel& ch) {
+    releaseChannelHeader(ch);
+    closeChannel(ch);
+    return openChannel(ch);
 }
 
 void Audio::releaseChannelHeader(Channel& ch) {
@@ -261,9 +263,7 @@ void Audio::rewriteChannel(Channel& ch, std::uint32_t mine) {
     int result = ch.mDevice ? ch.mDevice->write(ch.mHeader) : platform::kWaveInvalidHandle;
     if (!deviceGone(result)) return;
     ch.mDeviceId = -1;
-    releaseChannelHeader(ch);
-    closeChannel(ch);
-    if (openChannel(ch) == 0 && ch.mPcm.size() >= ch.mBytes) {
+    if (reopenChannel(ch) == 0 && ch.mPcm.size() >= ch.mBytes) {
         // The same sound on the new device, with the repeats still owed.
         std::memcpy(ch.mHeader.data, ch.mPcm.data(), ch.mBytes);
         ch.mHeader.length = ch.mBytes;

@@ -133,6 +133,13 @@ int Audio::outDeviceList(char16_t*** list) {
     return deviceList(WaveDirection::Output, list);
 }
 
+void Audio::moveChannel(Channel& ch, int deviceId) {
+    ch.mDeviceId = deviceId;
+    if (!ch.mDeviceReady) return;
+    stopChannel(ch);
+    reopenChannel(ch);
+}
+
 int Audio::setDevice(int output, int file, int input) {
     int result = 0;
     platform::LockGuard lock(mLock);
@@ -145,23 +152,9 @@ int Audio::setDevice(int output, int file, int input) {
             Wave_out_open_device(16, 8000, 1, 20);
         }
         // Tones go out where voice goes.
-        mTone.mDeviceId = output - 1;
-        if (mTone.mDeviceReady) {
-            stopChannel(mTone);
-            releaseChannelHeader(mTone);
-            closeChannel(mTone);
-            openChannel(mTone);
-        }
+        moveChannel(mTone, output - 1);
     }
-    if (file >= 0 && file - 1 != mFile.mDeviceId.load()) {
-        mFile.mDeviceId = file - 1;
-        if (mFile.mDeviceReady) {
-            stopChannel(mFile);
-            releaseChannelHeader(mFile);
-            closeChannel(mFile);
-            openChannel(mFile);
-        }
-    }
+    if (file >= 0 && file - 1 != mFile.mDeviceId.load()) moveChannel(mFile, file - 1);
     if (input >= 0 && input - 1 != mInDeviceId.load()) {
         mInDeviceId = input - 1;
         // The recording thread uses the input device: it ends before the

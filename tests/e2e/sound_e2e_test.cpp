@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "e2e_fixture.h"
+#include "tests/support_files/goertzel.h"
 #include "tests/support_files/wave_file.h"
 
 namespace {
@@ -23,17 +24,6 @@ std::atomic<int> gBadFrames{0};
 void onFrame(const void* pcm, int bytes) {
     if (pcm == nullptr || bytes != 320) gBadFrames.fetch_add(1);
     gFrames.fetch_add(1);
-}
-
-double goertzelPower(const std::vector<std::int16_t>& samples, double hz) {
-    const double coefficient = 2.0 * std::cos(2.0 * M_PI * hz / 8000.0);
-    double s1 = 0, s2 = 0;
-    for (std::int16_t x : samples) {
-        const double s0 = x + coefficient * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    return s1 * s1 + s2 * s2 - coefficient * s1 * s2;
 }
 
 // The samples of a WAV file as the virtual output writes it (a 44-byte

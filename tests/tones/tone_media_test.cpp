@@ -12,6 +12,7 @@
 #include <string>
 
 #include "audio/riff_wave.h"
+#include "support_files/goertzel.h"
 #include "tones/tone_files.h"
 #include "tones/tone_player_fixture.h"
 #include "tones/tone_tables.h"
@@ -19,18 +20,6 @@
 namespace {
 
 const std::string kRoot = SOFTPHONE_BUILD_DIR "/";
-
-// Power of `frequency` over `samples` (Goertzel), in linear units.
-double goertzelPower(const std::vector<std::int16_t>& samples, double frequency, int rate = 8000) {
-    const double coefficient = 2.0 * std::cos(2.0 * std::numbers::pi * frequency / rate);
-    double s1 = 0.0, s2 = 0.0;
-    for (std::int16_t x : samples) {
-        const double s0 = x + coefficient * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    return s1 * s1 + s2 * s2 - coefficient * s1 * s2;
-}
 
 constexpr double kDtmfLowGroup[] = {697, 770, 852, 941};
 constexpr double kDtmfHighGroup[] = {1209, 1336, 1477, 1633};
