@@ -168,8 +168,11 @@ int Wave::startSession() {
 int Wave::stopSession() {
     platform::LockGuard guard(mLock);
     if (mThread) {
-        mThreadId = 0;
+        // Traced before the id changes: a thread not yet blocked in its
+        // receive may see the change and end at once, and its own line must
+        // still come after this one.
         Tracer::instance()->trace(kTraceStatus, "[WAVE] Thread terminated - RTP to Wave");
+        mThreadId = 0;
         // Closing the socket wakes the blocked receive; the thread then sees
         // the changed id and ends, and is joined before anything it uses
         // can go.
