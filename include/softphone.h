@@ -49,6 +49,40 @@ extern "C" {
 #endif
 
 /* ---- Client callbacks. Each may be null; data is lent for the call. ---- */
+/* The codes of onClientEvent and onLinkEvent. Blocks that carry records
+ * reach past the length given; their sizes are noted. */
+typedef enum SpClientEvent {
+    SP_EVENT_CALL_ENDED = 0x01, /* the call is over */
+    SP_EVENT_RING = 0x02,       /* ring; block: "mgcp_tone", its zero, the tone data */
+    SP_EVENT_MEDIA_CONNECTED_IN_CALL = 0x07,
+    SP_EVENT_PASS_THROUGH_08 = 0x08, /* passed through, raised by nothing */
+    SP_EVENT_PASS_THROUGH_09 = 0x09,
+    SP_EVENT_SIGNAL = 0x0B, /* never reaches the client as such: key state and display text */
+    SP_EVENT_PASS_THROUGH_0D = 0x0D,
+    SP_EVENT_MODE_RECV_ONLY = 0x10,
+    SP_EVENT_MODE_INACTIVE = 0x11,
+    SP_EVENT_MODE_SEND_RECV = 0x12,
+    SP_EVENT_PASS_THROUGH_13 = 0x13,
+    SP_EVENT_MUTE = 0x14,
+    SP_EVENT_UNMUTE = 0x15,
+    SP_EVENT_VOICE_OFF = 0x16,
+    SP_EVENT_TONE = 0x17,               /* block as for SP_EVENT_RING */
+    SP_EVENT_LINK_LOST = 0x18,          /* onLinkEvent */
+    SP_EVENT_COMPULSION_RESTART = 0x1A, /* onLinkEvent */
+    SP_EVENT_SPEAKER_ON = 0x1B,
+    SP_EVENT_SPEAKER_OFF = 0x1C,
+    SP_EVENT_SPEAKER_ON_OFF_HOOK = 0x1D,
+    SP_EVENT_PBX_SETTING = 0x1E, /* block: "pbx_setting", its zero, the two modes */
+    SP_EVENT_BGM_MUTE = 0x1F,
+    SP_EVENT_TONE_COMMAND = 0x20, /* block of 16 bytes */
+    SP_EVENT_KEY_LABELS = 0x21,   /* block of 975 bytes */
+    SP_EVENT_CARD_VALUE = 0x22,
+    SP_EVENT_VOICE_STARTED = 0x23,
+    SP_EVENT_VOICE_STOPPED = 0x24,
+    SP_EVENT_HEADSET_ON = 0x25,
+    SP_EVENT_HEADSET_OFF = 0x26,
+} SpClientEvent;
+
 typedef void (*OnClientEventFn)(int code, int length, const char* data);
 typedef void (*OnKeyStateFn)(uint32_t first, uint32_t second);
 typedef void (*OnDisplayTextFn)(int zero1, int zero2, const char* text, int zero3);

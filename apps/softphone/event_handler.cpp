@@ -70,10 +70,10 @@ void EventHandler::handle(const EngineEvent& event) {
             break;
         }
         case EngineEvent::Link:
-            if (event.code == 0x18) {
+            if (event.code == SP_EVENT_LINK_LOST) {
                 mProgress.linkLost = true;
                 mLog("LINK LOST: the call server stopped answering");
-            } else if (event.code == 0x1A) {
+            } else if (event.code == SP_EVENT_COMPULSION_RESTART) {
                 mLog("the call server orders a restart");
             } else {
                 mLog("call server event " + hex(static_cast<std::uint32_t>(event.code)));
@@ -92,34 +92,34 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
         mDisplay.setCall(text);
     };
     switch (event.code) {
-        case 0x01:
+        case SP_EVENT_CALL_ENDED:
             mLog("call ended");
             setCall("ended");
             break;
-        case 0x02:
+        case SP_EVENT_RING:
             onRing(data, true);
             break;
-        case 0x17:
+        case SP_EVENT_TONE:
             onRing(data, false);
             break;
-        case 0x07:
-        case 0x12:
+        case SP_EVENT_MEDIA_CONNECTED_IN_CALL:
+        case SP_EVENT_MODE_SEND_RECV:
             mProgress.connected = true;
             setCall("connected");
             mLog("media: send and receive");
             break;
-        case 0x10:
+        case SP_EVENT_MODE_RECV_ONLY:
             setCall("far end ringing");
             mLog("media: receive only (ringback)");
             break;
-        case 0x11:
+        case SP_EVENT_MODE_INACTIVE:
             mProgress.connected = false;
             setCall("idle");
             mLog("media: inactive");
             break;
-        case 0x14:
-        case 0x15: {
-            const bool on = event.code == 0x14;
+        case SP_EVENT_MUTE:
+        case SP_EVENT_UNMUTE: {
+            const bool on = event.code == SP_EVENT_MUTE;
             mProgress.muted = on;
             // Muting stops the microphone's refill; the voice bridge also
             // sends no frames while muted.
@@ -129,14 +129,14 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
             mLog(on ? "microphone muted" : "microphone on");
             break;
         }
-        case 0x16:
+        case SP_EVENT_VOICE_OFF:
             if (mRinging) mLog("ring stops");
             mRinging = false;
             mEngine.ToneModulePlayTone(0, -1, -1);
             break;
-        case 0x1B:
-        case 0x1D:
-        case 0x1C: {
+        case SP_EVENT_SPEAKER_ON:
+        case SP_EVENT_SPEAKER_ON_OFF_HOOK:
+        case SP_EVENT_SPEAKER_OFF: {
             const bool on = event.code != 0x1C;
             if (on)
                 mEngine.AudioModuleSetSpeakerVolume(kHandsFreeLevel, kHandsFreeStep);
@@ -147,25 +147,25 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
             mLog(on ? "speaker on (hands-free)" : "speaker off");
             break;
         }
-        case 0x1E:
+        case SP_EVENT_PBX_SETTING:
             onPbxSetting(data);
             break;
-        case 0x1F:
+        case SP_EVENT_BGM_MUTE:
             mLog("background music muted");
             break;
-        case 0x20:
+        case SP_EVENT_TONE_COMMAND:
             onTone(data);
             break;
-        case 0x21: {
+        case SP_EVENT_KEY_LABELS: {
             std::lock_guard<std::mutex> lock(mMutex);
             mDisplay.applyLabels(data);
             mLog("soft-key labels");
             break;
         }
-        case 0x22:
+        case SP_EVENT_CARD_VALUE:
             mLog("card value " + std::to_string(data.empty() ? 0 : static_cast<unsigned char>(data[0])));
             break;
-        case 0x23: {
+        case SP_EVENT_VOICE_STARTED: {
             mProgress.voiceStarted = true;
             mProgress.voiceStopped = false;
             std::lock_guard<std::mutex> lock(mMutex);
@@ -173,13 +173,13 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
             mLog("voice started, codec " + (data.empty() ? std::string("unknown") : data));
             break;
         }
-        case 0x24:
+        case SP_EVENT_VOICE_STOPPED:
             if (mProgress.voiceStarted) mProgress.voiceStopped = true;
             mLog("voice stopped");
             break;
-        case 0x25:
-        case 0x26:
-            mLog(event.code == 0x25 ? "headset on" : "headset off");
+        case SP_EVENT_HEADSET_ON:
+        case SP_EVENT_HEADSET_OFF:
+            mLog(event.code == SP_EVENT_HEADSET_ON ? "headset on" : "headset off");
             break;
         default:
             mLog("client event " + hex(static_cast<std::uint32_t>(event.code)));

@@ -11,14 +11,14 @@ namespace {
 // tags reach past the length the library gives.
 std::size_t blockBytes(int code, int length) {
     switch (code) {
-        case 0x02:
-        case 0x17:
+        case SP_EVENT_RING:
+        case SP_EVENT_TONE:
             return 10 + 8 * 4;  // "mgcp_tone" and its zero, then the tone data
-        case 0x1E:
+        case SP_EVENT_PBX_SETTING:
             return 12 + 2 * 4;  // "pbx_setting" and its zero, then the two modes
-        case 0x20:
+        case SP_EVENT_TONE_COMMAND:
             return 16;
-        case 0x21:
+        case SP_EVENT_KEY_LABELS:
             return 975;
         default:
             return length > 0 ? static_cast<std::size_t>(length) : 0;

@@ -1,38 +1,42 @@
-// The codes of onClientEvent and onLinkEvent.
+// The codes of onClientEvent and onLinkEvent, named as the client sees them.
 #pragma once
 
 #include <cstdint>
 
+#include "softphone.h"
+
 enum class ClientEvent : std::int32_t {
-    kCallEnded = 0x01,
-    kRing = 0x02,
-    kMediaConnectedInCall = 0x07,
-    kPassThrough8 = 0x08,  // passed through, raised by nothing
-    kPassThrough9 = 0x09,
-    kSignal = 0x0B,  // never reaches the client as such: key state and display text
-    kPassThrough13 = 0x0D,
-    kModeRecvOnly = 0x10,
-    kModeInactive = 0x11,
-    kModeSendRecv = 0x12,
-    kPassThrough19 = 0x13,
-    kMute = 0x14,
-    kUnmute = 0x15,
-    kVoiceOff = 0x16,
-    kTone = 0x17,
-    kLinkLost = 0x18,
-    kCompulsionRestart = 0x1A,
-    kSpeakerOn = 0x1B,
-    kSpeakerOff = 0x1C,
-    kSpeakerOnOffHook = 0x1D,
-    kPbxSetting = 0x1E,
-    kBgmMute = 0x1F,
-    kToneCommand = 0x20,
-    kKeyLabels = 0x21,
-    kCardValue = 0x22,
-    kVoiceStarted = 0x23,
-    kVoiceStopped = 0x24,
-    kHeadsetOn = 0x25,
-    kHeadsetOff = 0x26,
+    kCallEnded = SP_EVENT_CALL_ENDED,
+    kRing = SP_EVENT_RING,
+    kMediaConnectedInCall = SP_EVENT_MEDIA_CONNECTED_IN_CALL,
+    kPassThrough8 = SP_EVENT_PASS_THROUGH_08,
+    kPassThrough9 = SP_EVENT_PASS_THROUGH_09,
+    kSignal = SP_EVENT_SIGNAL,
+    kPassThrough13 = SP_EVENT_PASS_THROUGH_0D,
+    kModeRecvOnly = SP_EVENT_MODE_RECV_ONLY,
+    kModeInactive = SP_EVENT_MODE_INACTIVE,
+    kModeSendRecv = SP_EVENT_MODE_SEND_RECV,
+    kPassThrough19 = SP_EVENT_PASS_THROUGH_13,
+    kMute = SP_EVENT_MUTE,
+    kUnmute = SP_EVENT_UNMUTE,
+    kVoiceOff = SP_EVENT_VOICE_OFF,
+    kTone = SP_EVENT_TONE,
+    kLinkLost = SP_EVENT_LINK_LOST,
+    kCompulsionRestart = SP_EVENT_COMPULSION_RESTART,
+    kSpeakerOn = SP_EVENT_SPEAKER_ON,
+    kSpeakerOff = SP_EVENT_SPEAKER_OFF,
+    kSpeakerOnOffHook = SP_EVENT_SPEAKER_ON_OFF_HOOK,
+    kPbxSetting = SP_EVENT_PBX_SETTING,
+    kBgmMute = SP_EVENT_BGM_MUTE,
+    kToneCommand = SP_EVENT_TONE_COMMAND,
+    kKeyLabels = SP_EVENT_KEY_LABELS,
+    kCardValue = SP_EVENT_CARD_VALUE,
+    kVoiceStarted = SP_EVENT_VOICE_STARTED,
+    kVoiceStopped = SP_EVENT_VOICE_STOPPED,
+    kHeadsetOn = SP_EVENT_HEADSET_ON,
+    kHeadsetOff = SP_EVENT_HEADSET_OFF,
 };
 
-constexpr std::int32_t toInt(ClientEvent event) { return static_cast<std::int32_t>(event); }
+constexpr std::int32_t toInt(ClientEvent event) {
+    return static_cast<std::int32_t>(event);
+}
