@@ -189,7 +189,7 @@ void WaveStream::run() {
             flush(lock);
             streaming = false;
             lock.unlock();
-            halted();
+            halted(true);
             lock.lock();
             mResetPending = false;
             ++mResets;
@@ -200,7 +200,7 @@ void WaveStream::run() {
             if (streaming) {
                 streaming = false;
                 lock.unlock();
-                halted();
+                halted(mDirection == WaveDirection::Input);
                 lock.lock();
                 continue;
             }

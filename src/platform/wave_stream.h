@@ -49,9 +49,10 @@ protected:
     // Moves one chunk (at most a period) to or from the device; may block
     // for about its duration.
     virtual Transfer transfer(char* data, std::uint32_t bytes) = 0;
-    // The stream halted (reset, stop, or nothing left to play): the device
-    // drops what it still holds.
-    virtual void halted() {}
+    // The stream halted. `discard`: a reset or stop, and the device drops
+    // what it still holds at once. Otherwise the queue ran dry: an output
+    // plays what it holds to the end.
+    virtual void halted(bool discard) { (void)discard; }
     // Runs once the thread has ended, to free the device itself.
     virtual void release() {}
     void countXrun() { mXruns.fetch_add(1); }
