@@ -1,6 +1,5 @@
 #include "platform/wave_alsa_names.h"
 
-#include <algorithm>
 #include <set>
 
 #include "platform/wave_device.h"
@@ -42,11 +41,11 @@ std::vector<std::u16string> alsaListNames(const std::vector<std::string>& alsaNa
     std::set<std::u16string> taken;
     for (const std::string& name : alsaNames) {
         std::u16string candidate = wide(fitted(name));
+        // Numbered on its start, which reads better than a cut end.
+        const std::string base = name.size() <= kUnits ? name : withoutKeys(name);
         for (int n = 2; taken.count(candidate) != 0; ++n) {
             const std::string suffix = "~" + std::to_string(n);
-            std::u16string base = wide(fitted(name));
-            base.resize(std::min(base.size(), kUnits - suffix.size()));
-            candidate = base + wide(suffix);
+            candidate = wide(base.substr(0, kUnits - suffix.size()) + suffix);
         }
         taken.insert(candidate);
         out.push_back(candidate);
