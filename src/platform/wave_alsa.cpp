@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -18,8 +19,11 @@ namespace platform {
 
 namespace {
 
-// How long one device may take to open and take its format.
-constexpr auto kOpenBound = std::chrono::milliseconds(700);
+// How long one device may take to open and take its format. A start opens
+// at most four devices (a chosen one and the default, each way), and a
+// device still opening from before is not waited for again: start stays
+// under two seconds.
+constexpr auto kOpenBound = std::chrono::milliseconds(450);
 // Voice: the silence ahead of the first frame, in periods; a client's frame
 // may come this late without a gap.
 constexpr unsigned kVoiceCushionPeriods = 3;
