@@ -280,14 +280,17 @@ TEST_F(AlsaE2E, ADeviceWhoseOpenBlocksDoesNotHoldStart) {
 }
 
 // Names that differ only after the 31 characters a list entry holds are
-// listed apart, and each opens when chosen. A list call reads ALSA's hints
+// listed apart, and each opens when chosen; a chosen device that fails
+// gives way to the default, and says so. A list call reads ALSA's hints
 // once (the "scans" device notes each read).
 TEST_F(AlsaE2E, DevicesWithLongNamesAreListedApartOnOneScanAndEachOpens) {
     const std::string stem = "clocked_test_device_with_a_long_name_";
     writeAlsaConfig(clockedDevice("default") + clockedDevice(stem + "one", "hint { show on description \"one\" }") +
                     clockedDevice(stem + "two", "hint { show on description \"two\" }") +
-                    "pcm.scans { type clocked hint { show { @func clocked_note file \"" + (mRoot / "scans").string() +
-                    "\" } description \"scans\" } }\n");
+                    "pcm_type.gone { lib \"/nonexistent/libasound_module_pcm_gone.so\" }\n"
+                    "pcm.broken { type gone hint { show on description \"broken\" } }\n"
+                    "pcm.scans { type clocked hint { show { @func clocked_note file \"" +
+                    (mRoot / "scans").string() + "\" } description \"scans\" } }\n");
     ASSERT_EQ(api().AudioModuleStart(), 0);
     auto scans = [&] {
         std::ifstream in(mRoot / "scans");
@@ -302,10 +305,21 @@ TEST_F(AlsaE2E, DevicesWithLongNamesAreListedApartOnOneScanAndEachOpens) {
     for (int i = 0; i < count; ++i) names.push_back(narrow(list[i]));
     std::free(list);
 
+    // Chosen as a client does: the name stored, then picked by its place in
+    // the list; the index in use comes back.
+    auto choose = [&](int index) {
+        fs::create_directories(mRoot / "softphone");
+        std::ofstream(mRoot / "softphone" / "settings.ini")
+            << "[Software\\Quillmere\\Softphone\\Settings]\nOutput Device=" << names[static_cast<std::size_t>(index)]
+            << "\nPlayFile Device=System Default\nInput Device=System Default\n";
+        EXPECT_EQ(api().AudioModuleSetDevice(index, -1, -1), 0);
+        int out = -1;
+        api().AudioModuleGetDeviceID(&out, nullptr, nullptr);
+        return out;
+    };
     for (const std::string& device : {stem + "one", stem + "two"}) {
         SCOPED_TRACE(device);
-        // Listed under a name of its own that fits, kept and chosen as a
-        // client does: stored, then picked by its place in the list.
+        // Listed under a name of its own that fits.
         std::vector<int> matches;
         for (int i = 0; i < count; ++i) {
             const std::string& n = names[static_cast<std::size_t>(i)];
@@ -315,16 +329,14 @@ TEST_F(AlsaE2E, DevicesWithLongNamesAreListedApartOnOneScanAndEachOpens) {
             }
         }
         ASSERT_EQ(matches.size(), 1u) << ::testing::PrintToString(names);
-        fs::create_directories(mRoot / "softphone");
-        std::ofstream(mRoot / "softphone" / "settings.ini")
-            << "[Software\\Quillmere\\Softphone\\Settings]\nOutput Device="
-            << names[static_cast<std::size_t>(matches[0])]
-            << "\nPlayFile Device=System Default\nInput Device=System Default\n";
-        EXPECT_EQ(api().AudioModuleSetDevice(matches[0], -1, -1), 0);
-        int out = -1;
-        api().AudioModuleGetDeviceID(&out, nullptr, nullptr);
-        EXPECT_EQ(out, matches[0]);
+        EXPECT_EQ(choose(matches[0]), matches[0]);
         playVoice(5);
         EXPECT_TRUE(waitFor([&] { return readBytes(played(device)).size() >= 5 * 320; }));
     }
+    const auto broken = std::find(names.begin(), names.end(), "broken");
+    ASSERT_NE(broken, names.end());
+    EXPECT_EQ(choose(static_cast<int>(broken - names.begin())), 0);
+    EXPECT_EQ(
+        traceCount("[AUDIO] Output device \"broken\" failed to open (No such device or address) - using \"default\""),
+        1u);
 }
