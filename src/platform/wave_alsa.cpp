@@ -27,6 +27,8 @@ constexpr auto kOpenBound = std::chrono::milliseconds(450);
 // Voice: the silence ahead of the first frame, in periods; a client's frame
 // may come this late without a gap.
 constexpr unsigned kVoiceCushionPeriods = 3;
+// How long a write waits for room at a time before it looks for a stop.
+constexpr int kRoomWaitMs = 5;
 // A voice stream fed again within this time after it ran dry has
 // underrun; after a longer pause the client had simply stopped.
 constexpr std::uint64_t kVoicePauseUs = 1000000;
@@ -289,6 +291,15 @@ protected:
             return Transfer::Lost;
         }
         snd_pcm_uframes_t frames = bytes / format().blockAlign;
+        // A running output is written only once it has room for the whole
+        // chunk, so that a stop waiting for this thread is heard at once
+        // rather than after a blocked write.
+        while (direction() == WaveDirection::Output && snd_pcm_state(mPcm) == SND_PCM_STATE_RUNNING) {
+            const snd_pcm_sframes_t avail = snd_pcm_avail_update(mPcm);
+            if (avail < 0 || static_cast<snd_pcm_uframes_t>(avail) >= frames) break;
+            if (interrupted()) return Transfer::Interrupted;
+            snd_pcm_wait(mPcm, kRoomWaitMs);
+        }
         bool retried = false;
         while (frames > 0) {
             snd_pcm_sframes_t n = direction() == WaveDirection::Output ? snd_pcm_writei(mPcm, data, frames)
