@@ -8,12 +8,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -235,6 +237,59 @@ TEST_F(AlsaE2E, VoicePlaysOutExactlyAndAStalledClientGivesOneUnderrun) {
     ASSERT_TRUE(waitFor([&] { return traceCount("[AUDIO :: Warning] Output underruns [1]") == 1; }));
     EXPECT_EQ(api().AudioModuleShutdown(), 0);
     EXPECT_EQ(traceCount("underruns"), 1u);
+}
+
+// Captured frames, and a client callback that stalls once when asked.
+std::mutex gCapturedMutex;
+std::vector<char> gCaptured;
+std::atomic<bool> gStallOnce{false};
+
+void onCapture(const void* pcm, int bytes) {
+    {
+        std::lock_guard<std::mutex> lock(gCapturedMutex);
+        gCaptured.insert(gCaptured.end(), static_cast<const char*>(pcm), static_cast<const char*>(pcm) + bytes);
+    }
+    if (gStallOnce.exchange(false)) std::this_thread::sleep_for(std::chrono::milliseconds(150));
+}
+
+std::size_t capturedBytes() {
+    std::lock_guard<std::mutex> lock(gCapturedMutex);
+    return gCaptured.size();
+}
+
+// The microphone gives the device's samples in order; a client whose
+// callback stalls 150 ms holds up the capture, and the overrun that
+// follows is traced once.
+TEST_F(AlsaE2E, CaptureGivesTheInputInOrderAndAStalledCallbackGivesOneOverrun) {
+    std::vector<char> input;
+    for (int n = 0; n < 50; ++n) {
+        std::vector<std::int16_t> frame = voiceFrame(n);
+        input.insert(input.end(), reinterpret_cast<char*>(frame.data()), reinterpret_cast<char*>(frame.data()) + 320);
+    }
+    std::ofstream(mRoot / "mic.raw", std::ios::binary).write(input.data(), static_cast<std::streamsize>(input.size()));
+    writeAlsaConfig(clockedDevice("default", "in \"" + (mRoot / "mic.raw").string() + "\""));
+    {
+        std::lock_guard<std::mutex> lock(gCapturedMutex);
+        gCaptured.clear();
+    }
+    ASSERT_EQ(api().AudioModuleStart(), 0);
+    api().AudioModuleRegisterCallback(onCapture);
+    api().AudioModuleRecordStart(1);
+    ASSERT_TRUE(waitFor([] { return capturedBytes() >= 60 * 320; }));
+    {
+        // Frames from somewhere in the looped input, then on without a gap.
+        std::lock_guard<std::mutex> lock(gCapturedMutex);
+        auto at = std::search(input.begin(), input.end(), gCaptured.begin(), gCaptured.begin() + 320);
+        ASSERT_NE(at, input.end());
+        std::size_t offset = static_cast<std::size_t>(at - input.begin());
+        for (std::size_t i = 0; i < 60 * 320; ++i) ASSERT_EQ(gCaptured[i], input[(offset + i) % input.size()]) << i;
+    }
+    EXPECT_EQ(traceCount("overruns"), 0u);
+    gStallOnce = true;
+    ASSERT_TRUE(waitFor([&] { return traceCount("[AUDIO :: Warning] Input overruns [1]") == 1; }));
+    EXPECT_EQ(api().AudioModuleShutdown(), 0);
+    EXPECT_EQ(traceCount("overruns"), 1u);
+    api().AudioModuleRegisterCallback(nullptr);
 }
 
 // ALSA's default can't be opened (its plugin is missing): the engine says
