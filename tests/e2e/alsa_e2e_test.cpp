@@ -140,16 +140,23 @@ protected:
             lines.begin(), lines.end(), [&](const std::string& l) { return l.find(text) != std::string::npos; }));
     }
     // Plays `frames` voice frames at the pace of a client, 20 ms apart,
-    // with a stall of `stallMs` after frame `stallAt`.
-    void playVoice(int frames, int stallAt = -1, int stallMs = 0) {
+    // with a stall of `stallMs` after frame `stallAt`; how late the client
+    // came at worst, the stall aside.
+    std::chrono::milliseconds playVoice(int frames, int stallAt = -1, int stallMs = 0) {
         auto next = Clock::now();
+        auto worst = Clock::duration::zero();
         for (int n = 0; n < frames; ++n) {
+            if (n != stallAt + 1) worst = std::max(worst, Clock::now() - next);
             std::vector<std::int16_t> frame = voiceFrame(n);
             api().AudioModulePlayVoice(frame.data(), 320);
             next += std::chrono::milliseconds(20 + (n == stallAt ? stallMs : 0));
             std::this_thread::sleep_until(next);
         }
+        return std::chrono::duration_cast<std::chrono::milliseconds>(worst);
     }
+    // A client later than this is a stall of its own: the device has a
+    // 60 ms cushion.
+    static constexpr std::chrono::milliseconds kClientSlack{40};
 
     fs::path mRoot;
     std::vector<std::pair<std::string, std::optional<std::string>>> mSaved;
@@ -210,7 +217,8 @@ TEST_F(AlsaE2E, VoicePlaysOutExactlyAndAStalledClientGivesOneUnderrun) {
     ASSERT_EQ(api().AudioModuleStart(), 0);
     const char* seconds = std::getenv("SOFTPHONE_VOICE_SECONDS");
     const int frames = 50 * (seconds != nullptr ? std::max(1, std::atoi(seconds)) : 4);
-    playVoice(frames);
+    const std::chrono::milliseconds late = playVoice(frames);
+    if (late > kClientSlack) GTEST_SKIP() << "the machine kept this client " << late.count() << " ms late";
     std::vector<char> sent;
     for (int n = 0; n < frames; ++n) {
         std::vector<std::int16_t> frame = voiceFrame(n);
@@ -233,7 +241,8 @@ TEST_F(AlsaE2E, VoicePlaysOutExactlyAndAStalledClientGivesOneUnderrun) {
     // Afresh, so that the pause above is not heard as a stall.
     EXPECT_EQ(api().AudioModuleShutdown(), 0);
     ASSERT_EQ(api().AudioModuleStart(), 0);
-    playVoice(100, 50, 150);
+    const std::chrono::milliseconds lateAgain = playVoice(100, 50, 150);
+    if (lateAgain > kClientSlack) GTEST_SKIP() << "the machine kept this client " << lateAgain.count() << " ms late";
     ASSERT_TRUE(waitFor([&] { return traceCount("[AUDIO :: Warning] Output underruns [1]") == 1; }));
     EXPECT_EQ(api().AudioModuleShutdown(), 0);
     EXPECT_EQ(traceCount("underruns"), 1u);
