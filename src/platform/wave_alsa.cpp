@@ -2,6 +2,7 @@
 // of one period on the device's own thread. Opens run on a helper thread
 // of their own, so that a device whose open hangs can't hold the caller.
 #include <alsa/asoundlib.h>
+#include <dlfcn.h>
 
 #include <cerrno>
 #include <chrono>
@@ -221,6 +222,21 @@ private:
 AbandonedOpens& abandonedOpens() {
     static AbandonedOpens opens;
     return opens;
+}
+
+// An open still stuck when the sound engine shuts down leaves its thread
+// inside this library's code until the device answers, which may be never.
+// From then on the library stays
+// loaded for the life of the process, so that an unload can't take the code
+// from under that thread.
+void keepLibraryLoaded() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Dl_info info{};
+        if (dladdr(reinterpret_cast<void*>(&keepLibraryLoaded), &info) != 0 && info.dli_fname != nullptr) {
+            dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+        }
+    });
 }
 
 // Opens `name` on a helper thread and waits for it within kOpenBound.
@@ -458,7 +474,9 @@ void setAlsaDefaultDevice(const std::string& name) {
 }
 
 bool settleWaveOpens(int timeoutMs) {
-    return abandonedOpens().settle(timeoutMs);
+    if (abandonedOpens().settle(timeoutMs)) return true;
+    keepLibraryLoaded();
+    return false;
 }
 
 WaveBackend& alsaWaveBackend() {
