@@ -14,7 +14,7 @@ enum TraceLevel : int {
     kTraceWarning = SP_TRACE_WARNING,
     kTraceError = SP_TRACE_ERROR,
     kTraceCritical = SP_TRACE_CRITICAL,
-    kTraceAll = -1,
+    kTraceAll = SP_TRACE_ALL,
 };
 
 class Tracer {
