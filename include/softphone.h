@@ -263,9 +263,9 @@ typedef enum SpKeyTone {
  * ToneModuleSetProgramMode(): together they choose the key tones. */
 typedef enum SpToneMode {
     SP_KEYPAD_MODE_DTMF = 0,  /**< keypad mode 0: digits give DTMF, keys 12 to 22 a click */
-    SP_KEYPAD_MODE_QUIET = 1, /**< keypad mode 1 (and any other): only the record beep sounds */
+    SP_KEYPAD_MODE_QUIET = 1, /**< keypad mode 1 (and any other): keys are silent but the record beep */
     SP_PROGRAM_MODE_OFF = 0,  /**< program mode off */
-    SP_PROGRAM_MODE_ON = 1    /**< program mode: in keypad mode 0, digits and keys 12 to 27 sound */
+    SP_PROGRAM_MODE_ON = 1    /**< program mode: keys 12 to 27 click too (keypad mode 0), all silent (mode 1) */
 } SpToneMode;
 
 /** Trace levels: filter bits of tracer_set_filter() and friends. */
@@ -330,7 +330,7 @@ typedef enum SpBlockLayout {
     /* SP_EVENT_KEY_LABELS: "slc", then the labels. */
     SP_KEY_LABELS_BYTES = 975,     /**< length of the event */
     SP_KEY_LABELS_COUNT = 3,       /**< labels the server sent, up to 48 */
-    SP_KEY_LABELS_PRESENT = 7,     /**< two words: bit n of word n / 32 set when label n was given */
+    SP_KEY_LABELS_PRESENT = 7,     /**< two words: bit n % 32 of word n / 32 is set when label n was given */
     SP_KEY_LABELS_ENTRIES = 15,    /**< 48 entries of SP_KEY_LABEL_ENTRY_BYTES, one per soft key */
     SP_KEY_LABEL_ENTRY_BYTES = 20, /**< an entry: a 32-bit length, then 16 bytes of text */
     SP_KEY_LABEL_TEXT = 4,         /**< the text within an entry, not terminated */
@@ -489,8 +489,13 @@ typedef void (*OnKeyStateFn)(uint32_t first, uint32_t second);
  * - a header of the same eight bytes with no text: type "32" (byte 2 is 1,
  *   bytes 3, 4 as sent, bytes 5, 6 plus 1) and type "33" (byte 7 is one of
  *   '~', '>', '*', '#', or a blank).
- * - "dtmx", "dtmp", "dtmr", "dtms" (with its record from byte 4), and "key",
- *   a count byte and that many bytes: passed whole, for the client to read.
+ * - "dtmx", "dtmp", "dtmr": no further bytes. "dtms": bytes 4 to 8 five
+ *   fields plus 1; byte 9 a mask; bytes 10 to 13 four fields; byte 14 a
+ *   mask; bytes 15 to 18 four fields; from byte 19 the bytes the server
+ *   counted, as sent (the count is not stored). A mask is 0xF0 with bit
+ *   3, 2, 1 or 0 set when the first, second, third or fourth field of its
+ *   group was 0, which is then stored as 1.
+ * - "key", a count byte and that many bytes as sent.
  *
  * @param zero1 always 0
  * @param zero2 always 0
@@ -752,7 +757,9 @@ SP_EXPORT void set_alaw(int flag);
 /** @name Sound devices
  * The sound engine stands apart from initialize(): the client starts and
  * stops it. Each export does nothing (with the result noted) when the engine
- * is not started.
+ * is not started. Any client thread may call them, the tone player included;
+ * AudioModuleShutdown() waits for the exports still running inside the
+ * engine before it frees it.
  * @{ */
 
 /**
