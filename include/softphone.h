@@ -617,7 +617,8 @@ typedef void (*AudioRecordCallback)(const void* pcm, int bytes);
  * sends MGCP RSIP and waits up to 19 s more for its acknowledgment, then
  * opens the voice path on UDP port 8000. Blocks its caller for all of it:
  * about 1.1 s against an answering server on loopback, 19.5 to 20 s when the
- * server is silent, up to about 39 s when PTAP answers and MGCP does not.
+ * server is silent, and 19 s after PTAP's answer when MGCP does not answer
+ * (about 20 s; 39 s at the most).
  * Callbacks may fire from the library's threads before it returns.
  *
  * A second call while registered changes nothing and returns ::SP_INIT_OK
