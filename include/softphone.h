@@ -1159,6 +1159,14 @@ SP_EXPORT void discard_changes(void);
 } /* extern "C" */
 #endif
 
+/**
+ * @example guide_client.c
+ * The worked example of the client developer's guide: a whole client in C
+ * that registers with a back-off, places a call, answers one, and registers
+ * again after the server was lost. Every ring and tone event is answered with
+ * a ToneModule call on the client's own thread.
+ */
+
 /* ---- Layout checks ---- */
 /** @cond LAYOUT_CHECKS */
 #if defined(__cplusplus)
