@@ -847,7 +847,7 @@ SP_EXPORT int AudioModuleSetDevice(int output, int file, int input);
  *               working directory or absolute
  * @param repeat ::SP_PLAY_ONCE, n above 0 for n + 1 plays, or
  *               ::SP_PLAY_UNTIL_STOPPED (any negative value)
- * @return 0 always; a file that can't be played is traced
+ * @return 0 always, also when the file can't be played
  */
 SP_EXPORT int AudioModulePlayFile(const sp_wchar_t* path, int repeat);
 
@@ -907,7 +907,7 @@ SP_EXPORT void AudioModuleSetWindowHandle(void* window);
  * gain, as AudioModulePlayFile() does on the file channel.
  * @param path   as for AudioModulePlayFile()
  * @param repeat as for AudioModulePlayFile()
- * @return 0 always; a file that can't be played is traced
+ * @return 0 always, also when the file can't be played
  */
 SP_EXPORT int AudioModulePlayTone(const sp_wchar_t* path, int repeat);
 
