@@ -585,16 +585,16 @@ typedef struct DialRule {
  * ::SpModuleVariable.
  */
 typedef struct ModuleVariables {
-    DialRule* mRules;             /**< the rule table (caller-owned), or null to read the count only */
-    int32_t mRuleCount;           /**< entries in mRules */
-    int32_t mShortLength;         /**< numbers of at most this many characters are dialled as they are */
-    uint8_t mStoredFlag;          /**< stored and read back; no other effect */
-    uint8_t mReserved;            /**< padding */
-    sp_wchar_t mPrefix[8];        /**< put in front of every long number (an outside line) */
-    int32_t mPrefixLength;        /**< 0 to 8 units; 0 for no prefix */
-    sp_wchar_t mDefaultDigits[9]; /**< put in front of a long number that no rule matched; digits only */
-    int32_t mDefaultDigitsLength; /**< 0 to 9 units; 0 for none */
-    uint8_t mRemoveZero;          /**< not 0: remove "(0)" from long numbers */
+    DialRule* mRules;             /**< 0x00: the rule table (caller-owned), or null to read the count only */
+    int32_t mRuleCount;           /**< 0x04 (0x08 on 64-bit): entries in mRules */
+    int32_t mShortLength;         /**< 0x08 (0x0C): numbers of at most this many characters are dialled as they are */
+    uint8_t mStoredFlag;          /**< 0x0C (0x10): stored and read back; no other effect */
+    uint8_t mReserved;            /**< 0x0D (0x11): padding */
+    sp_wchar_t mPrefix[8];        /**< 0x0E (0x12): put in front of every long number (an outside line) */
+    int32_t mPrefixLength;        /**< 0x20 (0x24): 0 to 8 units; 0 for no prefix */
+    sp_wchar_t mDefaultDigits[9]; /**< 0x24 (0x28): put in front of a long number no rule matched; digits */
+    int32_t mDefaultDigitsLength; /**< 0x38 (0x3C): 0 to 9 units; 0 for none */
+    uint8_t mRemoveZero;          /**< 0x3C (0x40): not 0: remove "(0)" from long numbers */
 } ModuleVariables;
 
 /**
