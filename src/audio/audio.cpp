@@ -79,11 +79,14 @@ int Audio::start() {
     mWindow = nullptr;
 
     readDeviceChoices();
+    mStarting = true;
     if (Wave_out_open_device(16, 8000, 1, 20) != 0) {
         // A machine without output can still capture.
         Tracer::instance()->trace(kTraceCritical, "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_out_open_device");
     }
-    if (Wave_in_open_device(16, 8000, 1, 20) != 0) {
+    const int inResult = Wave_in_open_device(16, 8000, 1, 20);
+    mStarting = false;
+    if (inResult != 0) {
         Tracer::instance()->trace(kTraceCritical, "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_in_open_device");
         shutdown();
         return 1;
@@ -128,6 +131,12 @@ int Audio::shutdown() {
     freeChannel(mFile);
     mResourceCopy.clear();
     mResourceCopy.shrink_to_fit();
+    // A device given up on at open may still be opening; it closes itself
+    // when it answers, and is waited for a moment here so that nothing of
+    // ours still runs once the client unloads us.
+    if (!platform::settleWaveOpens(1000)) {
+        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Shutdown - a device is still opening");
+    }
     return 0;
 }
 
@@ -137,6 +146,43 @@ bool Audio::waitOpen(const std::atomic<bool>& flag) {
         platform::sleepMs(10);
     }
     return flag.load();
+}
+
+std::u16string Audio::listName(int deviceId, const std::vector<DeviceName>& list) {
+    if (deviceId < 0 || static_cast<std::size_t>(deviceId) + 1 >= list.size()) return {};
+    const DeviceName& name = list[static_cast<std::size_t>(deviceId) + 1];
+    std::u16string out;
+    for (std::size_t i = 0; i < name.size() && name[i] != u'\0'; ++i) out.push_back(name[i]);
+    return out;
+}
+
+void Audio::traceOpen(const char* partLine, const char* role, const platform::WaveOpenReport& report, bool opened,
+                      std::atomic<int>& deviceId) {
+    if (report.failures.empty()) return;
+    Tracer* tracer = Tracer::instance();
+    if (opened) tracer->trace(kTraceCritical, partLine);
+    for (const platform::WaveOpenReport::Failure& failure : report.failures) {
+        if (opened) {
+            tracer->trace(kTraceDetail, "[AUDIO] %s device \"%s\" failed to open (%s) - using \"%s\"", role,
+                          failure.device.c_str(), failure.reason.c_str(), report.device.c_str());
+        } else {
+            tracer->trace(kTraceDetail, "[AUDIO] %s device \"%s\" failed to open (%s) - no device in use", role,
+                          failure.device.c_str(), failure.reason.c_str());
+        }
+    }
+    // The choice stays stored, and the next start tries it again.
+    deviceId = -1;
+}
+
+void Audio::traceXruns(const platform::WaveDevice& device, XrunTrace& state, const char* format, bool force) {
+    const std::uint32_t count = device.xruns();
+    if (count == state.traced) return;
+    const std::uint64_t nowMs = platform::monotonicMs();
+    if (!force && state.any && nowMs - state.lastMs < 1000) return;
+    Tracer::instance()->trace(kTraceWarning, format, count);
+    state.traced = count;
+    state.lastMs = nowMs;
+    state.any = true;
 }
 
 bool Audio::lockOrLeave(const std::atomic<std::uint32_t>& id, std::uint32_t mine) {
@@ -156,9 +202,14 @@ int Audio::Wave_out_open_device(int bits, int rate, int channels, int) {
     buildDeviceList(WaveDirection::Output, mOutDevices);
     validateDevice(mOutDeviceId, mOutDevices, kOutputDevice);
 
-    if (platform::waveOpen(WaveDirection::Output, mOutDeviceId, mOutFormat, outCallback, this, mWaveOut) != 0) {
-        return 1;
-    }
+    platform::WaveOpenReport report;
+    const int opened = platform::waveOpen(WaveDirection::Output, listName(mOutDeviceId, mOutDevices), mOutFormat,
+                                          platform::WaveUse::Voice, outCallback, this, mWaveOut, report);
+    traceOpen(mStarting ? "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_out_open_device"
+                        : "[AUDIO :: CRITICAL ERROR] No Device Available in system - Wave_out_open_device",
+              "Output", report, opened == 0, mOutDeviceId);
+    if (opened != 0) return 1;
+    mOutXruns = {};
     if (!waitOpen(mOutOpen)) {
         closeWaveOut();
         return 1;
@@ -174,7 +225,14 @@ int Audio::Wave_in_open_device(int bits, int rate, int channels, int millisecond
     buildDeviceList(WaveDirection::Input, mInDevices);
     validateDevice(mInDeviceId, mInDevices, kInputDevice);
 
-    if (platform::waveOpen(WaveDirection::Input, mInDeviceId, mInFormat, inCallback, this, mWaveIn) != 0) return 1;
+    platform::WaveOpenReport report;
+    const int opened = platform::waveOpen(WaveDirection::Input, listName(mInDeviceId, mInDevices), mInFormat,
+                                          platform::WaveUse::Voice, inCallback, this, mWaveIn, report);
+    traceOpen(mStarting ? "[AUDIO :: CRITICAL ERROR] Startup failed - Wave_in_open_device"
+                        : "[AUDIO :: CRITICAL ERROR] No Device Available in system - Wave_in_open_device",
+              "Input", report, opened == 0, mInDeviceId);
+    if (opened != 0) return 1;
+    mInXruns = {};
     if (!waitOpen(mInOpen)) {
         Tracer::instance()->trace(kTraceError, "[AUDIO :: ERROR] WaveIn open timeout");
         closeWaveIn();
@@ -194,9 +252,7 @@ int Audio::tone_open_device() {
 int Audio::closeWaveOut() {
     platform::LockGuard out(mOutLock);
     if (!mWaveOut) return 0;
-    if (const std::uint32_t n = mWaveOut->xruns()) {
-        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Output underruns [%u]", n);
-    }
+    traceXruns(*mWaveOut, mOutXruns, "[AUDIO :: Warning] Output underruns [%u]", true);
     mWaveOut->reset();
     int result = mWaveOut->close();
     mWaveOut.reset();
@@ -206,9 +262,7 @@ int Audio::closeWaveOut() {
 
 int Audio::closeWaveIn() {
     if (!mWaveIn) return 0;
-    if (const std::uint32_t n = mWaveIn->xruns()) {
-        Tracer::instance()->trace(kTraceWarning, "[AUDIO :: Warning] Input overruns [%u]", n);
-    }
+    traceXruns(*mWaveIn, mInXruns, "[AUDIO :: Warning] Input overruns [%u]", true);
     mWaveIn->reset();
     int result = mWaveIn->close();
     mWaveIn.reset();

@@ -104,6 +104,22 @@ private:
     void validateDevice(std::atomic<int>& deviceId, const std::vector<DeviceName>& list, const char16_t* valueName);
     int deviceList(platform::WaveDirection direction, char16_t*** list);
     static bool waitOpen(const std::atomic<bool>& flag);
+    // The list name of a device id; empty for the default.
+    static std::u16string listName(int deviceId, const std::vector<DeviceName>& list);
+    // An open that fell back: `partLine` (when a device did open in the
+    // end; callers trace their own line when none did), then each device
+    // that failed with the one in use. A chosen device that failed leaves
+    // its role on the default.
+    void traceOpen(const char* partLine, const char* role, const platform::WaveOpenReport& report, bool opened,
+                   std::atomic<int>& deviceId);
+    // Underruns or overruns counted since the last line, traced at most
+    // once a second (`force`: now, as the device closes).
+    struct XrunTrace {
+        std::uint32_t traced = 0;
+        std::uint64_t lastMs = 0;
+        bool any = false;
+    };
+    static void traceXruns(const platform::WaveDevice& device, XrunTrace& state, const char* format, bool force);
     void releaseOutHeaders();
     void releaseInHeaders();
     // Takes mLock unless the calling thread's id stops matching first.
@@ -165,6 +181,9 @@ private:
     std::vector<DeviceName> mOutDevices;
     void* mWindow = nullptr;
     std::atomic<bool> mPlaying{false};
+    std::atomic<bool> mStarting{false};  // opens report as start-up
+    XrunTrace mOutXruns;                 // under mOutLock
+    XrunTrace mInXruns;                  // the recording thread's, then the closer's
 
     Channel mFile{true};
     Channel mTone{false};

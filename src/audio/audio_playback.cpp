@@ -144,10 +144,13 @@ int Audio::openChannel(Channel& ch) {
     buildDeviceList(platform::WaveDirection::Output, mOutDevices);
     validateDevice(ch.mDeviceId, mOutDevices, ch.isFile ? kPlayFileDevice : kOutputDevice);
     if (ch.mBytes == 0) return 1;
-    if (platform::waveOpen(platform::WaveDirection::Output, ch.mDeviceId, ch.mFormat,
-                           ch.isFile ? fileCallback : toneCallback, this, ch.mDevice) != 0) {
-        return 1;
-    }
+    platform::WaveOpenReport report;
+    const int opened =
+        platform::waveOpen(platform::WaveDirection::Output, listName(ch.mDeviceId, mOutDevices), ch.mFormat,
+                           platform::WaveUse::Sound, ch.isFile ? fileCallback : toneCallback, this, ch.mDevice, report);
+    traceOpen("[AUDIO :: CRITICAL ERROR] Device Open Fail - play_file_open_device", ch.isFile ? "PlayFile" : "Tone",
+              report, opened == 0, ch.mDeviceId);
+    if (opened != 0) return 1;
     if (!waitOpen(ch.mOpen)) {
         closeChannel(ch);
         return 1;

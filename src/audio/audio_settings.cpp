@@ -45,12 +45,11 @@ void setVolume(std::atomic<int>& level, std::atomic<float>& step, float defaultS
 }  // namespace
 
 void Audio::buildDeviceList(WaveDirection direction, std::vector<DeviceName>& list) {
-    const int count = platform::waveDeviceCount(direction);
-    list.assign(static_cast<std::size_t>(count) + 1, DeviceName{});
+    // One read of the system's devices for the whole list.
+    const std::vector<std::u16string> names = platform::waveDeviceNames(direction);
+    list.assign(names.size() + 1, DeviceName{});
     list[0] = toDeviceName(kSystemDefault);
-    for (int i = 0; i < count; ++i) {
-        list[static_cast<std::size_t>(i) + 1] = toDeviceName(platform::waveDeviceName(direction, i));
-    }
+    for (std::size_t i = 0; i < names.size(); ++i) list[i + 1] = toDeviceName(names[i]);
 }
 
 void Audio::readDeviceChoices() {

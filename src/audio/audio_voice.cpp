@@ -94,6 +94,7 @@ void Audio::recordingThread(std::uint32_t mine) {
         }
         mInHeaders[mInIndex].done = false;
         mInHeaders[mInIndex].bytesRecorded = 0;
+        if (mWaveIn) traceXruns(*mWaveIn, mInXruns, "[AUDIO :: Warning] Input overruns [%u]", false);
     }
 }
 
@@ -156,6 +157,7 @@ int Audio::playVoice(const void* pcm, int bytes) {
     }
     mOutIndex = (mOutIndex + 1) % kBuffers;
     if (mOutWrites < kBuffers) ++mOutWrites;
+    traceXruns(*mWaveOut, mOutXruns, "[AUDIO :: Warning] Output underruns [%u]", false);
     return 0;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -86,27 +87,58 @@ public:
     virtual std::uint32_t xruns() const = 0;
 };
 
-// A backend: its device names and how to open them. Index -1 is the
+// What a stream carries, which decides how its device starts. Voice is a
+// stream of frames from a client that paces it: the device starts with a
+// cushion of silence ahead of the first frame, so that a late frame is not
+// heard as a gap, and a device that runs dry while frames keep coming has
+// underrun. A sound is whole: its device starts as soon as a period is
+// queued or the sound's last frames are in, and running dry after the last
+// frames is its end, not an underrun.
+enum class WaveUse { Voice, Sound };
+
+// A backend: its device names and how to open them. The empty name is the
 // backend's default device.
 class WaveBackend {
 public:
     virtual ~WaveBackend() = default;
-    virtual int deviceCount(WaveDirection direction) = 0;
-    virtual std::u16string deviceName(WaveDirection direction, int index) = 0;
-    virtual int open(WaveDirection direction, int index, const WaveFormat& format, WaveCallback callback, void* user,
-                     std::unique_ptr<WaveDevice>& device) = 0;
+    // The list names of the devices of a direction, each unique, read from
+    // the system once per call.
+    virtual std::vector<std::u16string> deviceNames(WaveDirection direction) = 0;
+    // Whether `name` is one of the devices the last deviceNames() call gave.
+    virtual bool hasDevice(WaveDirection direction, const std::u16string& name) = 0;
+    // How the default device is named in traces.
+    virtual std::string defaultName(WaveDirection direction) = 0;
+    // Opens within a bounded time; on failure `failure` says why.
+    virtual int open(WaveDirection direction, const std::u16string& name, const WaveFormat& format, WaveUse use,
+                     WaveCallback callback, void* user, std::unique_ptr<WaveDevice>& device, std::string& failure) = 0;
 };
 
 // Names in device lists have room for 31 UTF-16 units and a terminator.
 constexpr int kWaveNameUnits = 32;
 
-// The system's devices: every backend in use, numbered from 0 in one list.
-// Device id -1 is the system default, which falls back on the virtual
-// device when no sound card answers.
-int waveDeviceCount(WaveDirection direction);
-std::u16string waveDeviceName(WaveDirection direction, int index);
-int waveOpen(WaveDirection direction, int deviceId, const WaveFormat& format, WaveCallback callback, void* user,
-             std::unique_ptr<WaveDevice>& device);
+// What an open tried: the devices that failed, with why, and the one in use
+// (empty when none opened).
+struct WaveOpenReport {
+    struct Failure {
+        std::string device;
+        std::string reason;
+    };
+    std::vector<Failure> failures;
+    std::string device;
+};
+
+// The system's devices: every backend in use, in one list, one read of each
+// backend per call.
+std::vector<std::u16string> waveDeviceNames(WaveDirection direction);
+// Opens the device of that list name; the empty name is the system default.
+// A named device that fails falls back on the default, and a default that
+// fails on the next backend's (the virtual device when no sound card
+// answers); `report` tells what failed and what is in use.
+int waveOpen(WaveDirection direction, const std::u16string& name, const WaveFormat& format, WaveUse use,
+             WaveCallback callback, void* user, std::unique_ptr<WaveDevice>& device, WaveOpenReport& report);
+// Waits up to `timeoutMs` for opens given up on as too slow to end in the
+// background; true when none is left.
+bool settleWaveOpens(int timeoutMs);
 
 // Which backends are in use. Automatic: ALSA devices then the virtual ones,
 // the default on ALSA when it opens. The others restrict to one backend.

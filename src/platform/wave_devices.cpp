@@ -1,4 +1,4 @@
-// The system's devices: the backends in use, merged into one numbering.
+// The system's devices: the backends in use, merged into one list.
 #include <mutex>
 
 #include "platform/wave_device.h"
@@ -23,6 +23,12 @@ Backends backendsInUse() {
     return b;
 }
 
+std::string narrow(const std::u16string& text) {
+    std::string out;
+    for (char16_t c : text) out.push_back(c < 0x80 ? static_cast<char>(c) : '?');
+    return out;
+}
+
 }  // namespace
 
 void selectWaveBackend(WaveBackendChoice choice) {
@@ -33,43 +39,48 @@ WaveBackendChoice selectedWaveBackend() {
     return gChoice.load();
 }
 
-int waveDeviceCount(WaveDirection direction) {
-    Backends b = backendsInUse();
-    int n = 0;
-    for (int i = 0; i < b.count; ++i) n += b.items[i]->deviceCount(direction);
-    return n;
-}
-
-std::u16string waveDeviceName(WaveDirection direction, int index) {
-    if (index < 0) return {};
+std::vector<std::u16string> waveDeviceNames(WaveDirection direction) {
+    std::vector<std::u16string> names;
     Backends b = backendsInUse();
     for (int i = 0; i < b.count; ++i) {
-        int n = b.items[i]->deviceCount(direction);
-        if (index < n) return b.items[i]->deviceName(direction, index);
-        index -= n;
+        std::vector<std::u16string> more = b.items[i]->deviceNames(direction);
+        names.insert(names.end(), more.begin(), more.end());
     }
-    return {};
+    return names;
 }
 
-int waveOpen(WaveDirection direction, int deviceId, const WaveFormat& format, WaveCallback callback, void* user,
-             std::unique_ptr<WaveDevice>& device) {
+int waveOpen(WaveDirection direction, const std::u16string& name, const WaveFormat& format, WaveUse use,
+             WaveCallback callback, void* user, std::unique_ptr<WaveDevice>& device, WaveOpenReport& report) {
+    report = {};
     Backends b = backendsInUse();
-    if (deviceId < 0) {
-        // The default: the first backend whose default opens, so that a
-        // machine with no sound card still has a working device.
-        int result = kWaveBadDeviceId;
+    int result = kWaveBadDeviceId;
+    std::string failure;
+    if (!name.empty()) {
+        failure = "not among the system's devices";
         for (int i = 0; i < b.count; ++i) {
-            result = b.items[i]->open(direction, -1, format, callback, user, device);
-            if (result == kWaveOk) return result;
+            if (!b.items[i]->hasDevice(direction, name)) continue;
+            failure.clear();
+            result = b.items[i]->open(direction, name, format, use, callback, user, device, failure);
+            if (result == kWaveOk) {
+                report.device = narrow(name);
+                return result;
+            }
+            break;
         }
-        return result;
+        report.failures.push_back({narrow(name), failure});
     }
+    // The default: the first backend whose default opens, so that a
+    // machine with no sound card still has a working device.
     for (int i = 0; i < b.count; ++i) {
-        int n = b.items[i]->deviceCount(direction);
-        if (deviceId < n) return b.items[i]->open(direction, deviceId, format, callback, user, device);
-        deviceId -= n;
+        failure.clear();
+        result = b.items[i]->open(direction, {}, format, use, callback, user, device, failure);
+        if (result == kWaveOk) {
+            report.device = b.items[i]->defaultName(direction);
+            return result;
+        }
+        report.failures.push_back({b.items[i]->defaultName(direction), failure});
     }
-    return kWaveBadDeviceId;
+    return result;
 }
 
 }  // namespace platform

@@ -115,6 +115,7 @@ int WaveStream::reset() {
     if (mDirection == WaveDirection::Input) mStarted = false;
     const std::uint64_t target = mResets + 1;
     mResetPending = true;
+    mInterrupt = true;
     mWake.notify_all();
     // Bounded: the thread answers within one period unless the device hangs.
     bool answered = mResetDone.wait_for(lock, std::chrono::seconds(2), [&] { return mResets >= target; });
@@ -127,6 +128,7 @@ int WaveStream::close() {
         if (mClosed) return kWaveInvalidHandle;
         if (mThread.isCurrent()) return kWaveError;
         mClosing = true;
+        mInterrupt = true;
         mWake.notify_all();
     }
     mThread.join();
@@ -189,9 +191,10 @@ void WaveStream::run() {
             flush(lock);
             streaming = false;
             lock.unlock();
-            halted();
+            halted(true);
             lock.lock();
             mResetPending = false;
+            mInterrupt = mClosing;
             ++mResets;
             mResetDone.notify_all();
             continue;
@@ -200,7 +203,7 @@ void WaveStream::run() {
             if (streaming) {
                 streaming = false;
                 lock.unlock();
-                halted();
+                halted(mDirection == WaveDirection::Input);
                 lock.lock();
                 continue;
             }
@@ -223,6 +226,7 @@ void WaveStream::run() {
         lock.unlock();
         Transfer result = bytes > 0 ? transfer(data, bytes) : Transfer::Ok;
         lock.lock();
+        if (result == Transfer::Interrupted) continue;
         if (result == Transfer::Lost) {
             mLost = true;
             flush(lock);

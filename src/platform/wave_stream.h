@@ -45,16 +45,20 @@ public:
     std::uint32_t xruns() const override { return mXruns.load(); }
 
 protected:
-    enum class Transfer { Ok, Lost };
+    // Interrupted: nothing was moved, as a reset or close came first.
+    enum class Transfer { Ok, Lost, Interrupted };
     // Moves one chunk (at most a period) to or from the device; may block
     // for about its duration.
     virtual Transfer transfer(char* data, std::uint32_t bytes) = 0;
-    // The stream halted (reset, stop, or nothing left to play): the device
-    // drops what it still holds.
-    virtual void halted() {}
+    // The stream halted. `discard`: a reset or stop, and the device drops
+    // what it still holds at once. Otherwise the queue ran dry: an output
+    // plays what it holds to the end.
+    virtual void halted(bool discard) { (void)discard; }
     // Runs once the thread has ended, to free the device itself.
     virtual void release() {}
     void countXrun() { mXruns.fetch_add(1); }
+    // A reset or close waits: a transfer waiting for the device gives up.
+    bool interrupted() const { return mInterrupt.load(); }
     WaveDirection direction() const { return mDirection; }
     const WaveFormat& format() const { return mFormat; }
 
@@ -90,6 +94,7 @@ private:
     std::uint64_t mResets = 0;
     std::vector<char> mScratch;  // input read while no buffer is queued
     std::atomic<std::uint32_t> mXruns{0};
+    std::atomic<bool> mInterrupt{false};
     Thread mThread;
     bool mClosed = false;
 };

@@ -178,36 +178,58 @@ private:
 
 class VirtualBackend final : public WaveBackend {
 public:
-    int deviceCount(WaveDirection direction) override {
+    std::vector<std::u16string> deviceNames(WaveDirection direction) override {
         VirtualState& s = state();
         std::lock_guard<std::mutex> lock(s.mutex);
-        int n = 0;
-        for (const VirtualDevice& d : s.devices) n += d.direction == direction && d.present ? 1 : 0;
-        return n;
+        std::vector<std::u16string> names;
+        for (const VirtualDevice& d : s.devices) {
+            if (d.direction == direction && d.present) names.push_back(d.name);
+        }
+        return names;
     }
 
-    std::u16string deviceName(WaveDirection direction, int index) override {
+    bool hasDevice(WaveDirection direction, const std::u16string& name) override {
         VirtualState& s = state();
         std::lock_guard<std::mutex> lock(s.mutex);
-        VirtualDevice* d = presentDevice(s, direction, index);
-        return d != nullptr ? d->name : std::u16string();
+        return namedDevice(s, direction, name) != nullptr;
     }
 
-    int open(WaveDirection direction, int index, const WaveFormat& format, WaveCallback callback, void* user,
-             std::unique_ptr<WaveDevice>& device) override {
-        if (!isPlayablePcm(format)) return kWaveBadFormat;
+    std::string defaultName(WaveDirection direction) override {
+        return narrowName(direction == WaveDirection::Output ? virtual_wave::kOutput : virtual_wave::kInput);
+    }
+
+    int open(WaveDirection direction, const std::u16string& name, const WaveFormat& format, WaveUse,
+             WaveCallback callback, void* user, std::unique_ptr<WaveDevice>& device, std::string& failure) override {
+        if (!isPlayablePcm(format)) {
+            failure = "format not playable";
+            return kWaveBadFormat;
+        }
         VirtualState& s = state();
         std::unique_ptr<VirtualStream> stream;
         {
             std::lock_guard<std::mutex> lock(s.mutex);
-            VirtualDevice* d = presentDevice(s, direction, index < 0 ? 0 : index);
-            if (d == nullptr) return kWaveBadDeviceId;
+            VirtualDevice* d = name.empty() ? presentDevice(s, direction, 0) : namedDevice(s, direction, name);
+            if (d == nullptr) {
+                failure = "unplugged";
+                return kWaveBadDeviceId;
+            }
             const WaveClock& clock = s.clock != nullptr ? *s.clock : systemWaveClock();
             stream = std::make_unique<VirtualStream>(*d, clock, direction, format, callback, user);
         }
-        if (!stream->launch()) return kWaveNoMemory;
+        if (!stream->launch()) {
+            failure = "no thread for the device";
+            return kWaveNoMemory;
+        }
         device = std::move(stream);
         return kWaveOk;
+    }
+
+private:
+    static VirtualDevice* namedDevice(VirtualState& s, WaveDirection direction, const std::u16string& name) {
+        for (VirtualDevice& d : s.devices) {
+            if (d.direction == direction && d.present && d.name == name) return &d;
+        }
+        return nullptr;
     }
 };
 
