@@ -767,8 +767,11 @@ SP_EXPORT void set_alaw(int flag);
  * Starts the sound engine: reads the three device choices from the settings
  * file, opens the voice output and the microphone and starts the capture
  * thread. Devices are ALSA's, then three virtual devices that need no sound
- * card; a machine with no ALSA device gets a virtual one. Blocks while the
- * devices open, about a second at most for each. Call from one client thread.
+ * card. A device that fails to open, or gives no answer within 0.45 s, is
+ * replaced by the default (ALSA's default by a virtual one), with a trace
+ * line naming both; so the call returns within about two seconds whatever
+ * the devices do, and starts on a machine with no sound card. Call from one
+ * client thread.
  * @return 0 started, or already started; -1 the engine could not start (no
  *         input device opened), traced
  */
