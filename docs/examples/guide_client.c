@@ -153,7 +153,8 @@ static void handle(const Event* e) {
         return;
     }
     if (e->kind == LINK) {
-        if (e->code == SP_EVENT_LINK_LOST) phone.link_lost = 1;
+        /* The server is gone, or orders a restart: register again. */
+        if (e->code == SP_EVENT_LINK_LOST || e->code == SP_EVENT_COMPULSION_RESTART) phone.link_lost = 1;
         say("link event 0x%X", (unsigned)e->code);
         return;
     }
@@ -334,6 +335,7 @@ int main(int argc, char** argv) {
 
     /* A lost server: the link times out after the server's keepalive
      * time-out. Start again from scratch, with a back-off. */
+    phone.link_lost = 0; /* an order that came while registering is done with */
     say("ready for a server restart");
     if (!wait_until(link_lost, 90000)) return fail("no link loss reported");
     uninitialize(); /* this also closed the trace file: open it again */
