@@ -9,14 +9,22 @@ namespace client {
 
 namespace {
 
+// The library beside this program (a build folder), or in the installed
+// package's library folder next to its bin/.
 std::string besideThisProgram() {
     char self[PATH_MAX];
     const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
     if (n <= 0) return {};
     std::string dir(self, static_cast<std::size_t>(n));
     dir.erase(dir.rfind('/') + 1);
-    const std::string candidate = dir + "libsoftphone.so";
-    return ::access(candidate.c_str(), R_OK) == 0 ? candidate : std::string();
+    for (const std::string& candidate : {dir + "libsoftphone.so",
+#ifdef SOFTPHONE_LIBDIR_FROM_BIN
+                                         dir + SOFTPHONE_LIBDIR_FROM_BIN "/libsoftphone.so.1",
+#endif
+                                         std::string()}) {
+        if (!candidate.empty() && ::access(candidate.c_str(), R_OK) == 0) return candidate;
+    }
+    return {};
 }
 
 }  // namespace

@@ -15,9 +15,9 @@
 
 namespace client {
 
-constexpr int kFrameSamples = 160;
-constexpr int kFrameBytes = 320;
-constexpr int kFrameMs = 20;
+constexpr int kFrameSamples = SP_VOICE_FRAME_SAMPLES;
+constexpr int kFrameBytes = SP_VOICE_FRAME_BYTES;
+constexpr int kFrameMs = SP_VOICE_FRAME_MS;
 
 struct VoiceCounts {
     std::uint64_t framesSent = 0;     // frames given to send_voice
