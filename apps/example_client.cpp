@@ -38,9 +38,9 @@ int main(int argc, char** argv) {
     std::printf("initialize against 127.0.0.1 ...\n");
     const int result = api.initialize(&params, &record);
     std::printf("initialize returned %d (0x%X)\n", result, static_cast<unsigned>(result));
-    if (result == 0) {
+    if (result == SP_INIT_OK) {
         std::printf("terminal registered; keepalive time-out %d s\n", record.mKeepaliveTimeout);
-        api.put_key(0x0200);  // off hook
+        api.put_key(SP_KEY_OFF_HOOK);
         api.make_call("0123");
         const bool sent = mgcp.waitFor([](const std::vector<sim::Datagram>& d) { return d.size() >= 6; },
                                        3000);  // RSIP, off hook, 4 digits

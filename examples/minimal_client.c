@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     ModuleVariables variables;
     memset(&variables, 0, sizeof variables);
     variables.mShortLength = 4;
-    set_module_variable(&variables, -1);
+    set_module_variable(&variables, SP_MODULE_ALL);
     const sp_wchar_t number[] = u"+49 30 1234";
     sp_wchar_t* formatted = NULL;
     int length = get_formatted_number(number, 11, &formatted);
@@ -45,9 +45,9 @@ int main(int argc, char** argv) {
         params.mCallbacks.onLinkEvent = onLinkEvent;
         int result = initialize(&params, &answer);
         printf("initialize: %d\n", result);
-        if (result == 0) {
-            put_key(0x0200); /* off hook */
-            put_key(0x0100); /* on hook */
+        if (result == SP_INIT_OK) {
+            put_key(SP_KEY_OFF_HOOK);
+            put_key(SP_KEY_ON_HOOK);
             sleep(1);
         }
         uninitialize();

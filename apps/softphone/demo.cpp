@@ -25,8 +25,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr int kTalkSeconds = 4;
 constexpr std::uint32_t kLoopback = 0x7F000001;
-constexpr std::uint32_t kOffHook = 0x0200;
-constexpr std::uint32_t kOnHook = 0x0100;
 
 class Printer {
 public:
@@ -120,9 +118,9 @@ int runDemo(const DemoOptions& options) {
 
     bool dialTone = false, connected = false, stopped = false;
     std::string codec;
-    if (init == 0) {
+    if (init == SP_INIT_OK) {
         client("off hook");
-        engine.put_key(kOffHook);
+        engine.put_key(SP_KEY_OFF_HOOK);
         dialTone = waitUntil([&] { return progress.dialTone.load(); }, 3000);
         client("dialling 2001#");
         engine.make_call("2001#");
@@ -146,7 +144,7 @@ int runDemo(const DemoOptions& options) {
             bridge.record(false);
         }
         client("on hook");
-        engine.put_key(kOnHook);
+        engine.put_key(SP_KEY_ON_HOOK);
         stopped = waitUntil([&] { return progress.voiceStopped.load() || !progress.voiceStarted.load(); }, 3000);
     }
 
@@ -170,8 +168,8 @@ int runDemo(const DemoOptions& options) {
     const bool recorded = writeWav(options.recordFile, heard);
 
     std::printf("\n---- summary ----\n");
-    std::printf("registration             %s, %.1f ms (initialize, PTAP and MGCP)\n", init == 0 ? "ok" : "FAILED",
-                registerMs);
+    std::printf("registration             %s, %.1f ms (initialize, PTAP and MGCP)\n",
+                init == SP_INIT_OK ? "ok" : "FAILED", registerMs);
     std::printf("dial tone / call         %s / %s, codec %s\n", dialTone ? "heard" : "missing",
                 connected ? "connected" : "NOT connected", codec.empty() ? "-" : codec.c_str());
     std::printf("microphone               %s, fed to send_voice at 20 ms pace by the client\n", micSource.c_str());
@@ -196,10 +194,10 @@ int runDemo(const DemoOptions& options) {
         " filled in are those the client heard that carried no sent frame; the stream's last frame is\n"
         " blended by concealment as the stream stops, so it never counts as intact)\n");
 
-    if (!options.check) return init == 0 && connected ? 0 : 1;
+    if (!options.check) return init == SP_INIT_OK && connected ? 0 : 1;
     const bool clean = options.lossPercent == 0.0 && options.jitterMs == 0 && options.reorderPercent == 0.0;
     std::vector<std::string> failures;
-    if (init != 0) failures.push_back("registration failed");
+    if (init != SP_INIT_OK) failures.push_back("registration failed");
     if (!connected) failures.push_back("call did not connect");
     if (correlation < 0.9) failures.push_back("correlation below 0.9");
     if (voice.framesSent != counts.rtpReceived) failures.push_back("packets up differ from the server's count");

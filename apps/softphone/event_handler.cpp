@@ -24,12 +24,13 @@ struct ToneData {
 
 ToneData toneData(const std::string& block) {
     ToneData t{};
-    constexpr std::size_t kTag = 10;
-    t.kind = intAt(block, kTag);
-    for (int i = 0; i < 4; ++i) t.volume[i] = intAt(block, kTag + 4 + 4 * i);
-    t.ringBase = intAt(block, kTag + 20);
-    t.ringPattern = intAt(block, kTag + 24);
-    t.ringMelody = intAt(block, kTag + 28);
+    t.kind = intAt(block, SP_TONE_DATA_KIND);
+    constexpr std::size_t kVolumes[4] = {SP_TONE_DATA_VOLUME_0, SP_TONE_DATA_VOLUME_1, SP_TONE_DATA_VOLUME_2,
+                                         SP_TONE_DATA_VOLUME_RINGER};
+    for (int i = 0; i < 4; ++i) t.volume[i] = intAt(block, kVolumes[i]);
+    t.ringBase = intAt(block, SP_TONE_DATA_RING_BASE);
+    t.ringPattern = intAt(block, SP_TONE_DATA_RING_PATTERN);
+    t.ringMelody = intAt(block, SP_TONE_DATA_RING_MELODY);
     return t;
 }
 
@@ -132,12 +133,12 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
         case SP_EVENT_VOICE_OFF:
             if (mRinging) mLog("ring stops");
             mRinging = false;
-            mEngine.ToneModulePlayTone(0, -1, -1);
+            mEngine.ToneModulePlayTone(SP_TONE_STOP, SP_TONE_KEEP, SP_TONE_KEEP);
             break;
         case SP_EVENT_SPEAKER_ON:
         case SP_EVENT_SPEAKER_ON_OFF_HOOK:
         case SP_EVENT_SPEAKER_OFF: {
-            const bool on = event.code != 0x1C;
+            const bool on = event.code != SP_EVENT_SPEAKER_OFF;
             if (on)
                 mEngine.AudioModuleSetSpeakerVolume(kHandsFreeLevel, kHandsFreeStep);
             else
@@ -189,11 +190,11 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
 
 void EventHandler::onRing(const std::string& block, bool incoming) {
     const ToneData t = toneData(block);
-    if (t.kind == 2) {
+    if (t.kind == SP_TONE_KIND_VOLUME) {
         // Volume data: type 3 is the ringer, the others the voice path.
         if (t.volume[3] >= 0) {
             mLog("ringer volume " + std::to_string(t.volume[3]));
-            if (mRinging) mEngine.ToneModulePlayTone(-1, t.volume[3], -1);
+            if (mRinging) mEngine.ToneModulePlayTone(SP_TONE_KEEP, t.volume[3], SP_TONE_KEEP);
         }
         for (int type = 0; type < 3; ++type) {
             if (t.volume[type] < 0) continue;
@@ -206,7 +207,7 @@ void EventHandler::onRing(const std::string& block, bool incoming) {
     mRinging = true;
     mLog(std::string(incoming ? "RING (incoming call)" : "tone") + ": pattern " + std::to_string(t.ringPattern) +
          ", melody " + std::to_string(t.ringMelody));
-    mEngine.ToneModulePlayTone(t.ringPattern, -1, t.ringMelody < 0 ? -1 : t.ringMelody);
+    mEngine.ToneModulePlayTone(t.ringPattern, SP_TONE_KEEP, t.ringMelody < 0 ? SP_TONE_KEEP : t.ringMelody);
     if (incoming) {
         std::lock_guard<std::mutex> lock(mMutex);
         mDisplay.setCall("ringing");
@@ -214,21 +215,24 @@ void EventHandler::onRing(const std::string& block, bool incoming) {
 }
 
 void EventHandler::onTone(const std::string& block) {
-    const std::int32_t code = intAt(block, 4);
+    const std::int32_t code = intAt(block, SP_TONE_COMMAND_CODE);
     if (code <= 0) {
         mLog("tone off");
-        mEngine.ToneModulePlayServiceTone(0xFF);
+        mEngine.ToneModulePlayServiceTone(SP_SERVICE_TONE_STOP);
         return;
     }
-    const char* name = code == 0x90 ? " (dial tone)" : code == 0x92 ? " (ringback)" : code == 0x93 ? " (busy)" : "";
+    const char* name = code == SP_SERVICE_TONE_DIAL       ? " (dial tone)"
+                       : code == SP_SERVICE_TONE_RINGBACK ? " (ringback)"
+                       : code == SP_SERVICE_TONE_BUSY     ? " (busy)"
+                                                          : "";
     mLog("tone " + hex(static_cast<std::uint32_t>(code)) + name);
-    if (code == 0x90) mProgress.dialTone = true;
+    if (code == SP_SERVICE_TONE_DIAL) mProgress.dialTone = true;
     mEngine.ToneModulePlayServiceTone(code);
 }
 
 void EventHandler::onPbxSetting(const std::string& block) {
-    const std::int32_t program = intAt(block, 12);
-    const std::int32_t keypad = intAt(block, 16);
+    const std::int32_t program = intAt(block, SP_PBX_SETTING_PROGRAM_MODE);
+    const std::int32_t keypad = intAt(block, SP_PBX_SETTING_KEYPAD_MODE);
     if (program >= 0) mEngine.ToneModuleSetProgramMode(program);
     if (keypad >= 0) mEngine.ToneModuleSetKeyPadMode(keypad);
     mLog("pbx setting: program mode " + std::to_string(program) + ", keypad mode " + std::to_string(keypad));

@@ -13,13 +13,13 @@ std::size_t blockBytes(int code, int length) {
     switch (code) {
         case SP_EVENT_RING:
         case SP_EVENT_TONE:
-            return 10 + 8 * 4;  // "mgcp_tone" and its zero, then the tone data
+            return SP_TONE_DATA_BYTES;
         case SP_EVENT_PBX_SETTING:
-            return 12 + 2 * 4;  // "pbx_setting" and its zero, then the two modes
+            return SP_PBX_SETTING_BYTES;
         case SP_EVENT_TONE_COMMAND:
-            return 16;
+            return SP_TONE_COMMAND_BYTES;
         case SP_EVENT_KEY_LABELS:
-            return 975;
+            return SP_KEY_LABELS_BYTES;
         default:
             return length > 0 ? static_cast<std::size_t>(length) : 0;
     }

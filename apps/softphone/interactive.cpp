@@ -23,9 +23,9 @@ constexpr char kHelp[] = "keys: 0-9 * # dial   h hook   l line 1   s speaker   a
 
 // Key index of the tone player for a dial key; -1 for none.
 int keyToneIndex(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c == '*') return 10;
-    if (c == '#') return 11;
+    if (c >= '0' && c <= '9') return SP_KEY_TONE_0 + (c - '0');
+    if (c == '*') return SP_KEY_TONE_STAR;
+    if (c == '#') return SP_KEY_TONE_HASH;
     return -1;
 }
 
@@ -100,12 +100,13 @@ int runInteractive(const InteractiveOptions& options) {
     screen.log("registering with " + options.server + " ...");
     screen.draw(handler.display(), "registering");
     const int init = engine.initialize(&params, &ptap);
-    std::string status = init == 0 ? "registered with " + options.server
-                                   : "registration failed (" + std::to_string(init) + "), see " + options.traceFile;
+    std::string status = init == SP_INIT_OK
+                             ? "registered with " + options.server
+                             : "registration failed (" + std::to_string(init) + "), see " + options.traceFile;
     screen.log(status);
 
     bool offHook = false;
-    while (init == 0 && !RawTerminal::stopRequested()) {
+    while (init == SP_INIT_OK && !RawTerminal::stopRequested()) {
         const CallProgress& progress = handler.progress();
         const std::string line =
             status + (offHook ? ", off hook" : ", on hook") + (progress.linkLost ? "  ** LINK LOST **" : "");
@@ -124,17 +125,17 @@ int runInteractive(const InteractiveOptions& options) {
             EventQueue::instance().push(tone);  // the tone player has one caller: the pump
         } else if (c == 'h') {
             offHook = !offHook;
-            engine.put_key(offHook ? 0x0200 : 0x0100);
+            engine.put_key(offHook ? SP_KEY_OFF_HOOK : SP_KEY_ON_HOOK);
         } else if (c == 'l') {
             offHook = true;
-            engine.put_key(0x1000);
+            engine.put_key(SP_KEY_LINE_1);
         } else if (c == 's') {
-            engine.put_key(0x1100);
+            engine.put_key(SP_KEY_SPEAKER);
         } else if (c >= 'a' && c <= 'd') {
-            engine.put_key(0x0C00 + static_cast<std::uint32_t>(c - 'a'));
+            engine.put_key(SP_KEY_SOFT_FIRST + static_cast<std::uint32_t>(c - 'a'));
         }
     }
-    if (init != 0) {
+    if (init != SP_INIT_OK) {
         screen.draw(handler.display(), status);
         terminal.readKey(3000);
     }
@@ -144,7 +145,7 @@ int runInteractive(const InteractiveOptions& options) {
     engine.AudioModuleShutdown();
     pump.stop();
     std::fputs("\r\n", stdout);
-    return init == 0 ? 0 : 1;
+    return init == SP_INIT_OK ? 0 : 1;
 }
 
 }  // namespace client

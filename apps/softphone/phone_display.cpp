@@ -7,10 +7,6 @@ namespace client {
 
 namespace {
 
-// The header of a text record: column and row (each stored plus 1), then
-// six more bytes; the text follows.
-constexpr std::size_t kTextHeader = 8;
-
 std::string hex4(std::uint32_t value) {
     char text[16];
     std::snprintf(text, sizeof text, "%04X", value & 0xFFFF);
@@ -36,9 +32,10 @@ std::string PhoneDisplay::applyDisplay(const std::string& record) {
         return "display form \"" + record.substr(0, 6) + "\"";
     }
     if (record.size() < 2) return "short display record";
-    const int column = static_cast<unsigned char>(record[0]) - 1;
-    const int r = static_cast<unsigned char>(record[1]) - 1;
-    const std::string text = record.size() > kTextHeader ? record.substr(kTextHeader) : std::string();
+    // Column and row are stored plus 1.
+    const int column = static_cast<unsigned char>(record[SP_DISPLAY_COLUMN]) - 1;
+    const int r = static_cast<unsigned char>(record[SP_DISPLAY_ROW]) - 1;
+    const std::string text = record.size() > SP_DISPLAY_TEXT ? record.substr(SP_DISPLAY_TEXT) : std::string();
     if (r < 0 || r >= kRows || column < 0 || column >= kColumns) return "display text off the screen: " + text;
     std::string& line = mRows[r];
     // A text ends its row: what stood behind it goes.
@@ -48,17 +45,16 @@ std::string PhoneDisplay::applyDisplay(const std::string& record) {
 }
 
 void PhoneDisplay::applyLabels(const std::string& block) {
-    constexpr std::size_t kEntries = 15;  // "slc", count, two words of presence bits
-    constexpr std::size_t kEntryBytes = 20;
-    if (block.size() < kEntries + 48 * kEntryBytes) return;
+    if (block.size() < SP_KEY_LABELS_BYTES) return;
     std::uint32_t present[2];
-    std::memcpy(present, block.data() + 7, sizeof present);
-    for (int i = 0; i < 48; ++i) {
+    std::memcpy(present, block.data() + SP_KEY_LABELS_PRESENT, sizeof present);
+    for (int i = 0; i < SP_SOFT_KEY_COUNT; ++i) {
         if ((present[i / 32] & (1u << (i % 32))) == 0) continue;
+        const std::size_t entry = SP_KEY_LABELS_ENTRIES + static_cast<std::size_t>(i) * SP_KEY_LABEL_ENTRY_BYTES;
         std::int32_t length = 0;
-        std::memcpy(&length, block.data() + kEntries + i * kEntryBytes, 4);
-        if (length < 0 || length > 12) length = 12;
-        mLabels[i] = block.substr(kEntries + i * kEntryBytes + 4, static_cast<std::size_t>(length));
+        std::memcpy(&length, block.data() + entry, 4);
+        if (length < 0 || length > SP_KEY_LABEL_MAX_LENGTH) length = SP_KEY_LABEL_MAX_LENGTH;
+        mLabels[i] = block.substr(entry + SP_KEY_LABEL_TEXT, static_cast<std::size_t>(length));
     }
 }
 
@@ -67,7 +63,7 @@ std::string PhoneDisplay::lampName(std::uint32_t state) {
     static const char* const kNames[] = {"off",       "green",     "green 3i",  "green 3si", "green 6i",
                                          "green 6si", "green 12i", "green 24i", "red",       "red 3i",
                                          "red 3si",   "red 6i",    "red 6si",   "red 12i",   "red 24i"};
-    return state < 15 ? kNames[state] : "state " + std::to_string(state);
+    return state <= SP_LAMP_RED_24I ? kNames[state] : "state " + std::to_string(state);
 }
 
 std::string PhoneDisplay::row(int index) const {

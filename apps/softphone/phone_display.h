@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "softphone.h"
+
 namespace client {
 
 class PhoneDisplay {

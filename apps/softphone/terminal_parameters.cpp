@@ -39,7 +39,7 @@ ParameterContainer terminalParameters(std::uint32_t server, std::uint32_t local,
     params.mLocalAddress = local;
     std::memcpy(params.mHardwareAddress, mac.data(), 6);
     params.mServerAddress = server;
-    params.mRegistrationMode = 0;
+    params.mRegistrationMode = SP_REGISTRATION_MODE_0;
     EventQueue::install(params);
     return params;
 }

@@ -10,7 +10,7 @@ namespace {
 // The capture callback is a plain function: it finds the bridge here.
 std::atomic<VoiceBridge*> gBridge{nullptr};
 // recv_voice's caller gives room for ten frames.
-constexpr int kPlayoutBytes = 3200;
+constexpr int kPlayoutBytes = SP_RECV_VOICE_BYTES;
 
 }  // namespace
 

@@ -21,9 +21,9 @@
 
 namespace client {
 
-constexpr int kFrameSamples = 160;
-constexpr int kFrameBytes = 320;
-constexpr int kFrameMs = 20;
+constexpr int kFrameSamples = SP_VOICE_FRAME_SAMPLES;
+constexpr int kFrameBytes = SP_VOICE_FRAME_BYTES;
+constexpr int kFrameMs = SP_VOICE_FRAME_MS;
 // The device's backlog after a tick's frames are queued: the tick's own
 // frame and two of margin against a late tick.
 constexpr int kMaxBacklogFrames = 3;

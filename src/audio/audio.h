@@ -15,6 +15,7 @@
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
 #include "platform/wave_device.h"
+#include "softphone.h"
 
 class Audio : public Module {
 public:
@@ -47,7 +48,7 @@ public:
     int stopPlayFile();
     int playTone(const char16_t* path, int repeat);
     int stopPlayTone();
-    int engineStatus() const { return mPlaying.load() ? 0 : 1; }
+    int engineStatus() const { return mPlaying.load() ? SP_AUDIO_PLAYING : SP_AUDIO_IDLE; }
 
     // Devices and volume. A list is one malloc'ed block: the pointers, then
     // the names; the caller frees it.

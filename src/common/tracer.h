@@ -5,14 +5,15 @@
 
 #include "platform/file.h"
 #include "platform/recursive_lock.h"
+#include "softphone.h"
 
 // Trace levels, one bit each. kTraceAll passes whenever any filter bit is set.
 enum TraceLevel : int {
-    kTraceStatus = 1,
-    kTraceDetail = 2,
-    kTraceWarning = 4,
-    kTraceError = 8,
-    kTraceCritical = 16,
+    kTraceStatus = SP_TRACE_STATUS,
+    kTraceDetail = SP_TRACE_DETAIL,
+    kTraceWarning = SP_TRACE_WARNING,
+    kTraceError = SP_TRACE_ERROR,
+    kTraceCritical = SP_TRACE_CRITICAL,
     kTraceAll = -1,
 };
 

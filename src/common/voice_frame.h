@@ -2,7 +2,9 @@
 // 16-bit mono samples at 8000 Hz.
 #pragma once
 
-constexpr int kSampleRate = 8000;
-constexpr int kFrameSamples = 160;
-constexpr int kFrameBytes = kFrameSamples * 2;
-constexpr int kFrameMs = 20;
+#include "softphone.h"
+
+constexpr int kSampleRate = SP_VOICE_SAMPLE_RATE;
+constexpr int kFrameSamples = SP_VOICE_FRAME_SAMPLES;
+constexpr int kFrameBytes = SP_VOICE_FRAME_BYTES;
+constexpr int kFrameMs = SP_VOICE_FRAME_MS;

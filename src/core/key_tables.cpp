@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "softphone.h"
+
 KeyTextTable gKeyTextTable;
 DialCharTable gDialCharTable;
 
@@ -32,28 +34,30 @@ void addRange(std::uint32_t first, std::uint32_t last) {
 void fillKeyTables() {
     gKeyTextTable.clear();
     gHexUsed = 0;
-    addRange(0x0100, 0x0100);
-    addRange(0x0200, 0x0200);
-    addRange(0x0300, 0x0301);
-    addRange(0x0730, 0x0739);
-    addRange(0x072A, 0x072A);
-    addRange(0x0723, 0x0723);
-    addRange(0x0A00, 0x0A06);
-    addRange(0x0B00, 0x0B01);
-    addRange(0x0B03, 0x0B0A);
-    addRange(0x0C00, 0x0C2F);
-    addRange(0x0D00, 0x0D03);
-    addRange(0x0E00, 0x0E00);
+    addRange(SP_KEY_ON_HOOK, SP_KEY_ON_HOOK);
+    addRange(SP_KEY_OFF_HOOK, SP_KEY_OFF_HOOK);
+    addRange(SP_KEY_0300, SP_KEY_0301);
+    addRange(SP_KEY_DIGIT_0, SP_KEY_DIGIT_9);
+    addRange(SP_KEY_STAR, SP_KEY_STAR);
+    addRange(SP_KEY_HASH, SP_KEY_HASH);
+    addRange(SP_KEY_0A_FIRST, SP_KEY_0A_LAST);
+    // 0x0B02 is no key.
+    addRange(SP_KEY_0B_FIRST, SP_KEY_0B_FIRST + 1);
+    addRange(SP_KEY_0B_FIRST + 3, SP_KEY_0B_LAST);
+    addRange(SP_KEY_SOFT_FIRST, SP_KEY_SOFT_LAST);
+    addRange(SP_KEY_0D_FIRST, SP_KEY_0D_LAST);
+    addRange(SP_KEY_0E00, SP_KEY_0E00);
     static const char* const kLineKeys[] = {"line(0000)", "line(0001)", "line(0002)", "line(0003)", "line(0004)"};
-    for (std::uint32_t i = 0; i < 5; ++i) gKeyTextTable.emplace(0x1000 + i, kLineKeys[i]);
-    gKeyTextTable.emplace(0x1100, "spkout");
+    for (std::uint32_t i = 0; i < 5; ++i) gKeyTextTable.emplace(SP_KEY_LINE_1 + i, kLineKeys[i]);
+    gKeyTextTable.emplace(SP_KEY_SPEAKER, "spkout");
 
     gDialCharTable.clear();
-    for (unsigned char c = '0'; c <= '9'; ++c) gDialCharTable.emplace(c, 0x0730u + (c - '0'));
-    gDialCharTable.emplace('*', 0x072A);
-    gDialCharTable.emplace('#', 0x0723);
-    gDialCharTable.emplace('P', 0x0B08);
-    gDialCharTable.emplace('W', 0x0B08);
+    for (unsigned char c = '0'; c <= '9'; ++c)
+        gDialCharTable.emplace(c, SP_KEY_DIGIT_0 + static_cast<std::uint32_t>(c - '0'));
+    gDialCharTable.emplace('*', SP_KEY_STAR);
+    gDialCharTable.emplace('#', SP_KEY_HASH);
+    gDialCharTable.emplace('P', SP_KEY_PAUSE);
+    gDialCharTable.emplace('W', SP_KEY_PAUSE);
 }
 
 const char* keyText(std::uint32_t keyNumber) {

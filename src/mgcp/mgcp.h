@@ -22,13 +22,14 @@
 #include "platform/thread.h"
 #include "platform/udp_socket.h"
 #include "platform/wakeup.h"
+#include "softphone.h"
 
 class MgcpBufferTable;
 
 class MGCP : public Module {
 public:
-    static constexpr std::uint16_t kLocalPort = 2427;
-    static constexpr std::uint16_t kServerPort = 2727;
+    static constexpr std::uint16_t kLocalPort = SP_PORT_MGCP;
+    static constexpr std::uint16_t kServerPort = SP_PORT_MGCP_SERVER;
     // Lets the new threads come up before the first message is sent.
     static constexpr unsigned kStartSettleMs = 500;
 

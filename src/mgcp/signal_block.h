@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <string_view>
 
-constexpr std::size_t kSignalBlockSize = 1024;
+#include "softphone.h"
+
+constexpr std::size_t kSignalBlockSize = SP_SIGNAL_BLOCK_BYTES;
 
 struct SignalBlock {
     std::array<std::uint8_t, kSignalBlockSize> bytes{};
@@ -46,30 +48,32 @@ inline constexpr std::string_view kPbxSettingTag = "pbx_setting";
 
 // ToneData: eight 32-bit values behind "mgcp_tone" and its zero byte.
 constexpr std::size_t kToneDataOffset = kToneTag.size() + 1;
+static_assert(SP_TONE_DATA_KIND == kToneDataOffset && SP_TONE_DATA_BYTES == kToneDataOffset + 32);
 enum ToneDataField : std::size_t {
-    kToneKind = 0,
-    kToneVolume0 = 4,
-    kToneVolume1 = 8,
-    kToneVolume2 = 12,
-    kToneVolumeRinger = 16,
-    kToneRingBase = 20,
-    kToneRingPattern = 24,
-    kToneRingMelody = 28,
+    kToneKind = SP_TONE_DATA_KIND - kToneDataOffset,
+    kToneVolume0 = SP_TONE_DATA_VOLUME_0 - kToneDataOffset,
+    kToneVolume1 = SP_TONE_DATA_VOLUME_1 - kToneDataOffset,
+    kToneVolume2 = SP_TONE_DATA_VOLUME_2 - kToneDataOffset,
+    kToneVolumeRinger = SP_TONE_DATA_VOLUME_RINGER - kToneDataOffset,
+    kToneRingBase = SP_TONE_DATA_RING_BASE - kToneDataOffset,
+    kToneRingPattern = SP_TONE_DATA_RING_PATTERN - kToneDataOffset,
+    kToneRingMelody = SP_TONE_DATA_RING_MELODY - kToneDataOffset,
 };
-constexpr std::int32_t kToneKindRing = 1;
-constexpr std::int32_t kToneKindVolume = 2;
+constexpr std::int32_t kToneKindRing = SP_TONE_KIND_RING;
+constexpr std::int32_t kToneKindVolume = SP_TONE_KIND_VOLUME;
 
 // PbxSetting: ProgramMode and KeyPadMode behind "pbx_setting" and its zero.
-constexpr std::size_t kPbxSettingOffset = kPbxSettingTag.size() + 1;
+constexpr std::size_t kPbxSettingOffset = SP_PBX_SETTING_PROGRAM_MODE;
+static_assert(kPbxSettingOffset == kPbxSettingTag.size() + 1 && SP_PBX_SETTING_BYTES == kPbxSettingOffset + 8);
 
 // ToneCommand behind the four characters "tone": code, value, three flags.
-constexpr std::size_t kToneCommandOffset = 4;
+constexpr std::size_t kToneCommandOffset = SP_TONE_COMMAND_CODE;
 
 // KeyLabels behind "slc": count, two words of presence bits, 48 entries of
 // a length and 16 bytes of text.
-constexpr std::size_t kKeyLabelsOffset = 3;
-constexpr std::size_t kKeyLabelEntries = 48;
-constexpr std::size_t kKeyLabelTextSize = 16;
-constexpr std::size_t kKeyLabelMaxLength = 12;
-constexpr std::size_t kKeyLabelEntryOffset = kKeyLabelsOffset + 12;
-constexpr std::size_t kKeyLabelEntrySize = 4 + kKeyLabelTextSize;
+constexpr std::size_t kKeyLabelsOffset = SP_KEY_LABELS_COUNT;
+constexpr std::size_t kKeyLabelEntries = SP_SOFT_KEY_COUNT;
+constexpr std::size_t kKeyLabelTextSize = SP_KEY_LABEL_ENTRY_BYTES - SP_KEY_LABEL_TEXT;
+constexpr std::size_t kKeyLabelMaxLength = SP_KEY_LABEL_MAX_LENGTH;
+constexpr std::size_t kKeyLabelEntryOffset = SP_KEY_LABELS_ENTRIES;
+constexpr std::size_t kKeyLabelEntrySize = SP_KEY_LABEL_ENTRY_BYTES;

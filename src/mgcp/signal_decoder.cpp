@@ -41,8 +41,10 @@ struct LampState {
     std::int32_t code;
 };
 constexpr LampState kLampStates[] = {
-    {"off", 0}, {"gon", 1}, {"g3i", 2},   {"g3si", 3}, {"g6i", 4},   {"g6si", 5},  {"g12i", 6},  {"g24i", 7},
-    {"ron", 8}, {"r3i", 9}, {"r3si", 10}, {"r6i", 11}, {"r6si", 12}, {"r12i", 13}, {"r24i", 14},
+    {"off", SP_LAMP_OFF},      {"gon", SP_LAMP_GREEN},      {"g3i", SP_LAMP_GREEN_3I},   {"g3si", SP_LAMP_GREEN_3SI},
+    {"g6i", SP_LAMP_GREEN_6I}, {"g6si", SP_LAMP_GREEN_6SI}, {"g12i", SP_LAMP_GREEN_12I}, {"g24i", SP_LAMP_GREEN_24I},
+    {"ron", SP_LAMP_RED},      {"r3i", SP_LAMP_RED_3I},     {"r3si", SP_LAMP_RED_3SI},   {"r6i", SP_LAMP_RED_6I},
+    {"r6si", SP_LAMP_RED_6SI}, {"r12i", SP_LAMP_RED_12I},   {"r24i", SP_LAMP_RED_24I},
 };
 
 SignalResult decodeKeyState(const DatagramView& args, SignalBlock& block) {

@@ -22,11 +22,12 @@
 #include "ptap/ptap_receive.h"
 #include "ptap/ptap_resend_list.h"
 #include "ptap/ptap_supervision.h"
+#include "softphone.h"
 
 class PTAP : public Module {
 public:
-    static constexpr std::uint16_t kLocalPort = 9301;
-    static constexpr std::uint16_t kServerPort = 9300;
+    static constexpr std::uint16_t kLocalPort = SP_PORT_PTAP;
+    static constexpr std::uint16_t kServerPort = SP_PORT_PTAP_SERVER;
     // Lets the threads run before the first packet leaves.
     static constexpr unsigned kStartSettleMs = 500;
 

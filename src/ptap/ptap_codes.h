@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "softphone.h"
+
 namespace ptap {
 
 enum PacketType : std::uint8_t {
@@ -30,11 +32,11 @@ enum Status : int {
 
 // Results for the CallProcessor after START.
 enum Result : int {
-    kResultAccepted = 0,
+    kResultAccepted = SP_INIT_OK,
     kResultBusy = 200,
-    kResultRefused = 0xC9,
-    kResultWrongConnectionData = 0xD2,
-    kResultIncorrectCard = 0xD3,
+    kResultRefused = SP_INIT_REFUSED,
+    kResultWrongConnectionData = SP_INIT_WRONG_CONNECTION_INFO,
+    kResultIncorrectCard = SP_INIT_INCORRECT_CARD,
 };
 
 }  // namespace ptap

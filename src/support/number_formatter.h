@@ -19,26 +19,26 @@
 class NumberFormatter {
 public:
     // Mask bits of ModuleVariables, applied in this order.
-    static constexpr int kRulesBit = 0x01;
-    static constexpr int kShortLengthBit = 0x02;
-    static constexpr int kStoredFlagBit = 0x04;
-    static constexpr int kPrefixBit = 0x08;
-    static constexpr int kRemoveZeroBit = 0x10;
-    static constexpr int kDefaultDigitsBit = 0x20;
+    static constexpr int kRulesBit = SP_MODULE_RULES;
+    static constexpr int kShortLengthBit = SP_MODULE_SHORT_LENGTH;
+    static constexpr int kStoredFlagBit = SP_MODULE_STORED_FLAG;
+    static constexpr int kPrefixBit = SP_MODULE_PREFIX;
+    static constexpr int kRemoveZeroBit = SP_MODULE_REMOVE_ZERO;
+    static constexpr int kDefaultDigitsBit = SP_MODULE_DEFAULT_DIGITS;
 
     // Results of setModuleVariables beside 0.
-    static constexpr int kNoRecord = -1;
-    static constexpr int kDefaultDigitsRefused = 0x20;
+    static constexpr int kNoRecord = SP_FORMAT_ERROR;
+    static constexpr int kDefaultDigitsRefused = SP_FORMAT_DEFAULT_DIGITS_REFUSED;
 
     // Results of the two checks.
-    static constexpr int kCheckStaged = 0;
-    static constexpr int kCheckInvalid = -1;
-    static constexpr int kLeadingNotMatched = 2;
-    static constexpr int kAddedNotMatched = 4;
-    static constexpr int kRuleNotInUse = 8;
+    static constexpr int kCheckStaged = SP_FORMAT_OK;
+    static constexpr int kCheckInvalid = SP_FORMAT_ERROR;
+    static constexpr int kLeadingNotMatched = SP_FORMAT_LEADING_NOT_MATCHED;
+    static constexpr int kAddedNotMatched = SP_FORMAT_ADDED_NOT_MATCHED;
+    static constexpr int kRuleNotInUse = SP_FORMAT_RULE_NOT_IN_USE;
 
     // The rule index by which the client validates default digits.
-    static constexpr int kNoRule = -1;
+    static constexpr int kNoRule = SP_FORMAT_NO_RULE;
 
     static constexpr int kLeadingCapacity = 17;
     static constexpr int kAddedCapacity = 9;

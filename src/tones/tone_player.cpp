@@ -134,7 +134,7 @@ void TonePlayer::setServiceTonePath(int area) {
 
 void TonePlayer::playServiceTone(int code) {
     if (mAudio == nullptr || !mAudio->complete()) return;
-    if (code == 0xFF) {
+    if (code == SP_SERVICE_TONE_STOP) {
         if (mServiceTonePlaying) {
             mAudio->AudioModuleStopPlayTone();
             mServiceTonePlaying = false;
@@ -145,12 +145,12 @@ void TonePlayer::playServiceTone(int code) {
     // The single tone 0x80 is not cut off by the first of these that follows.
     if (mServiceToneHold) {
         switch (code) {
-            case 0x90:
-            case 0x91:
-            case 0x92:
-            case 0x93:
-            case 0x96:
-            case 0x97:
+            case SP_SERVICE_TONE_DIAL:
+            case SP_SERVICE_TONE_SPECIAL_DIAL:
+            case SP_SERVICE_TONE_RINGBACK:
+            case SP_SERVICE_TONE_BUSY:
+            case SP_SERVICE_TONE_ON_HOLD:
+            case SP_SERVICE_TONE_SECOND_DIAL:
                 mServiceToneHold = false;
                 return;
             default:
@@ -166,5 +166,5 @@ void TonePlayer::playServiceTone(int code) {
     joinPath(path, mServiceTonePath, tone->file);
     mAudio->AudioModulePlayTone(path, tone->repeat);
     mServiceTonePlaying = true;
-    if (code == 0x80) mServiceToneHold = true;
+    if (code == SP_SERVICE_TONE_CONFIRMATION) mServiceToneHold = true;
 }

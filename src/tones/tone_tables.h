@@ -9,14 +9,14 @@
 
 namespace tones {
 
-inline constexpr int kKeyToneRows = 31;
+inline constexpr int kKeyToneRows = SP_KEY_TONE_COUNT;
 inline constexpr int kKeyToneColumns = 5;
-inline constexpr int kFirstToneId = 1;
-inline constexpr int kLastToneId = 17;
-inline constexpr int kMelodySlots = 30;
+inline constexpr int kFirstToneId = SP_TONE_ID_FIRST;
+inline constexpr int kLastToneId = SP_TONE_ID_LAST;
+inline constexpr int kMelodySlots = SP_MELODY_SLOTS;
 inline constexpr int kNoMelodySlot = -2;
 // Wide characters of a path buffer, terminator included.
-inline constexpr int kPathCapacity = 256;
+inline constexpr int kPathCapacity = SP_TONE_PATH_CHARS;
 
 // Which sound operation a tone goes to: the file channel, after the ring
 // volume is set, or the tone channel.

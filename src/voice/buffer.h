@@ -56,7 +56,7 @@ class Buffer : public Module {
 public:
     static constexpr int kSlotCount = 65536;
     // Room the caller of get provides: 10 frames. A burst fills at most 8.
-    static constexpr int kMaxGetFrames = 10;
+    static constexpr int kMaxGetFrames = SP_RECV_VOICE_BYTES / SP_VOICE_FRAME_BYTES;
     static constexpr int kMaxGetBytes = kMaxGetFrames * kFrameBytes;
 
     // put results.

@@ -3,4 +3,6 @@
 
 #include <cstdint>
 
-constexpr std::uint16_t kRtpPort = 8000;
+#include "softphone.h"
+
+constexpr std::uint16_t kRtpPort = SP_PORT_RTP;
