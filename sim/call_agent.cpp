@@ -44,7 +44,8 @@ bool CallAgent::command(std::string_view verb, const std::string& parameters, st
     if (!mServer.sendCommand(text)) return false;
     const std::string final = (verb == "DLCX" ? "250 " : "200 ") + std::to_string(tid);
     auto isFinal = [&final](std::string_view t) {
-        return t.rfind(final, 0) == 0 && (t.size() == final.size() || t[final.size()] == ' ' || t[final.size()] == '\r');
+        return t.rfind(final, 0) == 0 &&
+               (t.size() == final.size() || t[final.size()] == ' ' || t[final.size()] == '\r');
     };
     return mServer.waitFor(
         [&](const std::vector<Datagram>& received) {
@@ -71,8 +72,8 @@ bool CallAgent::signal(std::string_view signals) {
 bool CallAgent::createConnection(const MediaOffer& offer) {
     std::string answer;
     if (!command("CRCX",
-                 "C: " + mCallId + "\r\nL: p:20, a:" + codecName(offer.payloadType) + "\r\nM: " + offer.mode +
-                     "\r\n" + description(offer),
+                 "C: " + mCallId + "\r\nL: p:20, a:" + codecName(offer.payloadType) + "\r\nM: " + offer.mode + "\r\n" +
+                     description(offer),
                  &answer)) {
         return false;
     }

@@ -14,8 +14,7 @@ constexpr int kPlayoutBytes = SP_RECV_VOICE_BYTES;
 
 }  // namespace
 
-VoiceBridge::VoiceBridge(const Engine& engine, const std::atomic<bool>& mayTalk)
-    : mEngine(engine), mMayTalk(mayTalk) {}
+VoiceBridge::VoiceBridge(const Engine& engine, const std::atomic<bool>& mayTalk) : mEngine(engine), mMayTalk(mayTalk) {}
 
 VoiceBridge::~VoiceBridge() {
     stop();
@@ -160,8 +159,7 @@ int VoiceBridge::play(const std::int16_t* pcm, int frames, std::uint64_t tick) {
     constexpr std::uint64_t kFrameUs = kFrameMs * 1000;
     if (mDeviceFreeUs < now) mDeviceFreeUs = now;
     const std::uint64_t backlogFrames = (mDeviceFreeUs - now + kFrameUs / 2) / kFrameUs;
-    const int room =
-        backlogFrames >= kMaxBacklogFrames ? 0 : kMaxBacklogFrames - static_cast<int>(backlogFrames);
+    const int room = backlogFrames >= kMaxBacklogFrames ? 0 : kMaxBacklogFrames - static_cast<int>(backlogFrames);
     // A catch-up burst: the oldest frames go, the newest are heard, so the
     // delay falls back to what the buffer needs.
     const int keep = std::min(frames, room);
