@@ -117,11 +117,9 @@ int runInteractive(const InteractiveOptions& options) {
         if (status != shown) screen.markDirty();
         shown = status;
         screen.draw(handler.display(), status);
-        if (inputEnded) {
-            // No more keys can come: the program ends as soon as it can end
-            // cleanly, that is once initialize has returned.
-            if (!registrar.initializing()) break;
-        }
+        // No more keys can come: the program ends as soon as it can end
+        // cleanly, that is once initialize has returned.
+        if (inputEnded && registrar.stopUnlessInitializing()) break;
         const int key = terminal.readKey(100);
         if (key == RawTerminal::kEndOfInput) {
             if (!inputEnded) screen.log("standard input closed: quitting");
@@ -161,7 +159,7 @@ int runInteractive(const InteractiveOptions& options) {
             engine.put_key(SP_KEY_SOFT_FIRST + static_cast<std::uint32_t>(c - 'a'));
         }
     }
-    if (registrar.initializing()) {
+    if (!registrar.stopUnlessInitializing()) {
         // initialize can't be cut short, and what it runs can't be freed
         // under it: the process ends here, and with it the library's threads
         // and sockets. (A windowed client would close its window instead,

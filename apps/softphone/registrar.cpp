@@ -57,12 +57,20 @@ void Registrar::stop() {
     if (mThread.joinable()) mThread.join();
 }
 
+bool Registrar::stopUnlessInitializing() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    if (mInitializing) return false;
+    mStop = true;
+    mWake.notify_all();
+    return true;
+}
+
 std::string Registrar::status() const {
     std::lock_guard<std::mutex> lock(mMutex);
     if (mRegistered.load()) return "registered with " + mServer;
     if (mWaitingFor.empty()) return "not registered";
     const auto left = std::chrono::duration_cast<std::chrono::seconds>(mUntil - Clock::now()).count();
-    return mWaitingFor + " (" + std::to_string(std::max<long long>(left, 0)) + " s)";
+    return mWaitingFor + " " + std::to_string(std::max<long long>(left, 0)) + " s";
 }
 
 bool Registrar::waitMs(int ms) {
@@ -77,14 +85,17 @@ void Registrar::run() {
             std::lock_guard<std::mutex> lock(mMutex);
             if (mStop) break;
             mAgain = false;
-            mWaitingFor = "registering with " + mServer + ", at most";
+            mInitializing = true;
+            mWaitingFor = "registering with " + mServer + ", gives up in";
             mUntil = Clock::now() + std::chrono::milliseconds(kRegistrationMs);
         }
         mLog("registering with " + mServer + " ...");
         PtapParameters ptap{};
-        mInitializing = true;
         const int result = mEngine.initialize(&mParams, &ptap);
-        mInitializing = false;
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mInitializing = false;
+        }
         if (result == SP_INIT_OK) {
             mRegistered = true;
             ++mRegistrations;

@@ -39,10 +39,11 @@ public:
     // Ends the thread once initialize has returned; the engine is left
     // uninitialized.
     void stop();
+    // Tells the thread to end, unless it is inside initialize, which can't
+    // be cut short: then false, and nothing changes.
+    bool stopUnlessInitializing();
 
     bool registered() const { return mRegistered.load(); }
-    // Inside initialize now, which can't be cut short.
-    bool initializing() const { return mInitializing.load(); }
     int registrations() const { return mRegistrations.load(); }
     // The status line: registered, or what it waits for with a count-down.
     std::string status() const;
@@ -60,13 +61,13 @@ private:
     std::thread mThread;
 
     std::atomic<bool> mRegistered{false};
-    std::atomic<bool> mInitializing{false};
     std::atomic<int> mRegistrations{0};
 
     mutable std::mutex mMutex;
     std::condition_variable mWake;
     bool mStop = false;
     bool mAgain = false;
+    bool mInitializing = false;
     std::string mWaitingFor;  // what the count-down counts to
     std::chrono::steady_clock::time_point mUntil;
 };

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The interactive client under tmux against pbxsim: a whole call (off hook,
 # digits on the display, ringback, connected, on hook) after which the
-# server counts no voice sent while the terminal was not to send; then the
+# server counts no voice sent while the terminal was not to send; an
+# incoming call answered with the line key, the lamp following; then the
 # server stops, the client says the link is lost, and once the server runs
 # again the client is registered again with no key pressed. Every wait is
 # bounded.
@@ -53,6 +54,17 @@ echo "$counts"
 [[ "$counts" =~ received\ ([0-9]+),.*not\ to\ send\ ([0-9]+) ]] || { echo "no counts"; exit 1; }
 [ "${BASH_REMATCH[1]}" -gt 0 ] || { echo "no voice went up during the call"; exit 1; }
 [ "${BASH_REMATCH[2]}" -eq 0 ] || { echo "voice went up while the terminal was not to send"; exit 1; }
+
+# An incoming call, answered with the line key: the lamp follows the
+# server from flashing red to green, and goes off at on hook.
+tmux send-keys -t "$session:0.0" 'r Alice' Enter
+wait_for 1 "RING (incoming call)"
+wait_for 1 "0C00=red 3i"
+tmux send-keys -t "$session:0.1" l
+wait_for 1 "0C00=green"
+wait_for 1 "call: connected"
+tmux send-keys -t "$session:0.1" h
+wait_for 1 "0C00=off"
 
 # The server goes away for 6 s: the client says so and registers again on
 # its own once the server is back.
