@@ -54,8 +54,14 @@ std::string absolute(const std::string& path) {
     return ::realpath(path.c_str(), resolved) != nullptr ? resolved : path;
 }
 
+constexpr int kNoFigure = INT_MIN;
+
+std::string milliseconds(int value) {
+    return value == kNoFigure ? std::string("- (no frame matched)") : std::to_string(value) + " ms";
+}
+
 int percentile(std::vector<int> values, int percent) {
-    if (values.empty()) return -1;
+    if (values.empty()) return kNoFigure;
     std::sort(values.begin(), values.end());
     return values[(values.size() - 1) * static_cast<std::size_t>(percent) / 100];
 }
@@ -235,18 +241,20 @@ int runDemo(const DemoOptions& options) {
         "                         of catch-up bursts dropped to keep the device at most %d frames behind\n",
         static_cast<unsigned long long>(voice.framesPlayed), match.filledIn,
         static_cast<unsigned long long>(voice.framesDropped), kMaxBacklogFrames);
-    std::printf("round trip (echo)        median %d ms from send_voice to playout of the echo\n",
-                median(match.delayTicks) < 0 ? -1 : median(match.delayTicks) * kFrameMs);
-    std::printf("far end to recv_voice    median %d ms, 95th percentile %d ms\n", median(toRecvMs),
-                percentile(toRecvMs, 95));
-    std::printf("far end to the ear       median %d ms, 95th percentile %d ms (device output, by what was queued)\n",
-                median(toEarMs), percentile(toEarMs, 95));
+    std::vector<int> roundTripMs;
+    for (int ticks : match.delayTicks) roundTripMs.push_back(ticks * kFrameMs);
+    std::printf("round trip (echo)        median %s from send_voice to playout of the echo\n",
+                milliseconds(median(roundTripMs)).c_str());
+    std::printf("far end to recv_voice    median %s, 95th percentile %s\n", milliseconds(median(toRecvMs)).c_str(),
+                milliseconds(percentile(toRecvMs, 95)).c_str());
+    std::printf("far end to the ear       median %s, 95th percentile %s (device output, by what was queued)\n",
+                milliseconds(median(toEarMs)).c_str(), milliseconds(percentile(toEarMs, 95)).c_str());
     std::printf("correlation              %.3f after alignment (shift %d samples)\n", correlation, shift);
     std::printf("late playout ticks       %llu\n", static_cast<unsigned long long>(voice.lateTicks));
     std::printf("recording                %s%s\n", absolute(options.recordFile).c_str(),
                 recorded ? "" : " (NOT written)");
     std::printf("trace file               %s\n", absolute(options.traceFile).c_str());
-    std::printf("call ended cleanly       %s\n", problems.empty() ? "yes" : "NO");
+    std::printf("outcome                  %s\n", problems.empty() ? "all went well" : "FAILED, as follows");
     for (const std::string& p : problems) std::printf("FAILED                   %s\n", p.c_str());
     std::printf(
         "(the engine reports neither concealment nor its jitter target through its exports: frames\n"
