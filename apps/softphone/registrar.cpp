@@ -44,6 +44,9 @@ void Registrar::start() {
 
 void Registrar::registerAgain() {
     std::lock_guard<std::mutex> lock(mMutex);
+    // A registration under way already goes to the server as it now is (a
+    // restarted server orders the restart as it comes up).
+    if (mInitializing) return;
     mAgain = true;
     mWake.notify_all();
 }
