@@ -7,6 +7,19 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 bash "$root/scripts/setup-debian.sh"
 cmake -S "$root" -B "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSOFTPHONE_WERROR=ON
 cmake --build "$root/build" -j"$(nproc)" --target softphone softphone_client pbxsim media
+# File options name paths from where the user stands, though the demo runs
+# in the build folder.
+args=()
+while [ "$#" -gt 0 ]; do
+  case "$1" in
+    --mic|--record|--trace|--library)
+      args+=("$1")
+      [ "$#" -gt 1 ] && { shift; args+=("$(realpath -m -- "$1")"); }
+      ;;
+    *) args+=("$1") ;;
+  esac
+  shift
+done
 # Tone files are found relative to the working directory: build/media/.
 cd "$root/build"
-./softphone demo "$@"
+./softphone demo ${args[@]+"${args[@]}"}

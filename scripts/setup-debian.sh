@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(build-essential cmake pkg-config g++-multilib clang libclang-rt-14-dev
           libgtest-dev libgmock-dev libbenchmark-dev libboost-regex-dev libbcg729-dev
-          libasound2-dev libspandsp-dev binutils tmux iproute2 doxygen)
+          libasound2-dev libspandsp-dev binutils tmux iproute2 doxygen python3)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -37,20 +37,22 @@ std::string toneSignal(int code) {
 
 CallAgent::CallAgent(MgcpServer& server, std::string endpoint) : mServer(server), mEndpoint(std::move(endpoint)) {}
 
-bool CallAgent::command(std::string_view verb, const std::string& parameters) {
+bool CallAgent::command(std::string_view verb, const std::string& parameters, std::string* answer) {
     const std::uint32_t tid = mNextTid++;
     const std::string text =
         std::string(verb) + " " + std::to_string(tid) + " " + mEndpoint + " MGCP 1.0\r\n" + parameters;
     if (!mServer.sendCommand(text)) return false;
     const std::string final = (verb == "DLCX" ? "250 " : "200 ") + std::to_string(tid);
+    auto isFinal = [&final](std::string_view t) {
+        return t.rfind(final, 0) == 0 &&
+               (t.size() == final.size() || t[final.size()] == ' ' || t[final.size()] == '\r');
+    };
     return mServer.waitFor(
-        [&final](const std::vector<Datagram>& received) {
+        [&](const std::vector<Datagram>& received) {
             for (const Datagram& d : received) {
-                const std::string_view t = d.text();
-                if (t.rfind(final, 0) == 0 &&
-                    (t.size() == final.size() || t[final.size()] == ' ' || t[final.size()] == '\r')) {
-                    return true;
-                }
+                if (!isFinal(d.text())) continue;
+                if (answer != nullptr) *answer = std::string(d.text());
+                return true;
             }
             return false;
         },
@@ -68,16 +70,33 @@ bool CallAgent::signal(std::string_view signals) {
 }
 
 bool CallAgent::createConnection(const MediaOffer& offer) {
-    return command("CRCX", "C: " + mCallId + "\r\nL: p:20, a:" + codecName(offer.payloadType) + "\r\nM: " + offer.mode +
-                               "\r\n" + description(offer));
+    std::string answer;
+    if (!command("CRCX",
+                 "C: " + mCallId + "\r\nL: p:20, a:" + codecName(offer.payloadType) + "\r\nM: " + offer.mode + "\r\n" +
+                     description(offer),
+                 &answer)) {
+        return false;
+    }
+    // The terminal names its connection in the answer; later commands name
+    // it back.
+    mConnectionId.clear();
+    for (const std::string& line : mgcpLines(answer)) {
+        if (line.rfind("I: ", 0) == 0) mConnectionId = line.substr(3);
+    }
+    return true;
 }
 
 bool CallAgent::modifyConnection(const MediaOffer& offer) {
-    return command("MDCX", "C: " + mCallId + "\r\nI: 1\r\nM: " + offer.mode + "\r\n" + description(offer));
+    return command("MDCX", "C: " + mCallId + connectionLine() + "\r\nM: " + offer.mode + "\r\n" + description(offer));
 }
 
 bool CallAgent::deleteConnection() {
-    return command("DLCX", "C: " + mCallId + "\r\nI: 1\r\n");
+    return command("DLCX", "C: " + mCallId + connectionLine() + "\r\n");
+}
+
+std::string CallAgent::connectionLine() const {
+    // Before any CRCX answer, the terminal's first connection id.
+    return "\r\nI: " + (mConnectionId.empty() ? std::string("1") : mConnectionId);
 }
 
 std::string CallAgent::displayRecord(std::string_view text, int column, int row) {

@@ -79,15 +79,23 @@ public:
     // The digit a key text stands for ("fk0731" gives '1'), or 0.
     static char digitOf(std::string_view observed);
 
+    // The connection id the terminal gave in its answer to the last CRCX;
+    // MDCX and DLCX name it. Empty before any.
+    std::string connectionId() const { return mConnectionId; }
+
 private:
-    bool command(std::string_view verb, const std::string& parameters);
+    // `answer` (if given) gets the text of the terminal's final answer.
+    bool command(std::string_view verb, const std::string& parameters, std::string* answer = nullptr);
     static std::string description(const MediaOffer& offer);
+    // "\r\nI: <id>" of the connection the terminal named.
+    std::string connectionLine() const;
     static std::vector<std::string> observedIn(const std::vector<Datagram>& received);
 
     MgcpServer& mServer;
     std::string mEndpoint;
     std::uint32_t mNextTid = 1000;
     std::string mCallId = "A1B2C3";
+    std::string mConnectionId;
 };
 
 }  // namespace sim

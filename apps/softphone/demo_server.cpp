@@ -17,6 +17,7 @@ DemoServer::DemoServer(const DemoServerOptions& options, std::function<void(cons
     pbx.impairment.jitterMs = options.jitterMs;
     pbx.impairment.reorderPercent = options.reorderPercent;
     pbx.ringbackMs = 800;
+    pbx.recordSendTimes = true;
     mImpl = std::make_unique<Impl>(pbx, std::move(log));
 }
 
@@ -32,7 +33,7 @@ void DemoServer::stop() {
 
 DemoServerCounts DemoServer::counts() const {
     const sim::PbxCounts c = mImpl->pbx.counts();
-    return {c.registered, c.calls, c.rtp.received, c.rtp.sent, c.rtp.dropped};
+    return {c.registered, c.calls, c.rtp.received, c.rtp.sent, c.rtp.dropped, c.rtp.stray, c.rtp.sentUs};
 }
 
 }  // namespace client

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace client {
 
@@ -22,6 +23,10 @@ struct DemoServerCounts {
     std::uint64_t rtpReceived = 0;
     std::uint64_t rtpSent = 0;
     std::uint64_t rtpDropped = 0;
+    std::uint64_t rtpStray = 0;  // from the terminal while its connection did not let it send
+    // The far end's send time of each packet down, lost ones included
+    // (steady clock, us).
+    std::vector<std::uint64_t> farEndSentUs;
 };
 
 class DemoServer {

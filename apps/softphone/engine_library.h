@@ -8,14 +8,15 @@
 
 namespace client {
 
-#define CLIENT_EXPORTS(X)                                                                          \
-    X(initialize)                                                                                  \
-    X(uninitialize)                                                                                \
-    X(put_key) X(make_call) X(send_voice) X(recv_voice) X(AudioModuleStart) X(AudioModuleShutdown) \
-        X(AudioModulePlayVoice) X(AudioModuleRecordStart) X(AudioModuleRegisterCallback)           \
-            X(AudioModuleSetSpeakerVolume) X(AudioModuleGetEngineStatus) X(ToneModulePlayDTMF)     \
-                X(ToneModuleSetKeyPadMode) X(ToneModuleSetProgramMode) X(ToneModulePlayTone)       \
-                    X(ToneModulePlayServiceTone) X(tracer_startup)
+#define CLIENT_EXPORTS(X)                                                                                              \
+    X(initialize)                                                                                                      \
+    X(uninitialize)                                                                                                    \
+    X(put_key)                                                                                                         \
+    X(make_call)                                                                                                       \
+    X(send_voice) X(recv_voice) X(AudioModuleStart) X(AudioModuleShutdown) X(AudioModulePlayVoice)                     \
+        X(AudioModuleRecordStart) X(AudioModuleRegisterCallback) X(AudioModuleSetSpeakerVolume)                        \
+            X(AudioModuleGetEngineStatus) X(ToneModulePlayDTMF) X(ToneModuleSetKeyPadMode) X(ToneModuleSetProgramMode) \
+                X(ToneModulePlayTone) X(ToneModulePlayServiceTone) X(tracer_startup)
 
 struct Engine {
 #define CLIENT_SLOT(name) decltype(&::name) name = nullptr;

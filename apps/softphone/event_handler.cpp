@@ -49,6 +49,14 @@ PhoneDisplay EventHandler::display() const {
     return mDisplay;
 }
 
+void EventHandler::setOffHook(bool offHook) {
+    // On hook ends what the terminal sends at once, without waiting for the
+    // server's answer to the key.
+    if (!offHook) mProgress.mayTalk = false;
+    std::lock_guard<std::mutex> lock(mMutex);
+    mDisplay.setOffHook(offHook);
+}
+
 std::string EventHandler::codec() const {
     std::lock_guard<std::mutex> lock(mMutex);
     return mCodec;
@@ -72,9 +80,13 @@ void EventHandler::handle(const EngineEvent& event) {
         }
         case EngineEvent::Link:
             if (event.code == SP_EVENT_LINK_LOST) {
+                mProgress.mayTalk = false;
                 mProgress.linkLost = true;
+                mProgress.registerAgain = true;
                 mLog("LINK LOST: the call server stopped answering");
             } else if (event.code == SP_EVENT_COMPULSION_RESTART) {
+                mProgress.mayTalk = false;
+                mProgress.registerAgain = true;
                 mLog("the call server orders a restart");
             } else {
                 mLog("call server event " + hex(static_cast<std::uint32_t>(event.code)));
@@ -105,15 +117,18 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
             break;
         case SP_EVENT_MEDIA_CONNECTED_IN_CALL:
         case SP_EVENT_MODE_SEND_RECV:
+            mProgress.mayTalk = true;
             mProgress.connected = true;
             setCall("connected");
             mLog("media: send and receive");
             break;
         case SP_EVENT_MODE_RECV_ONLY:
+            mProgress.mayTalk = false;
             setCall("far end ringing");
             mLog("media: receive only (ringback)");
             break;
         case SP_EVENT_MODE_INACTIVE:
+            mProgress.mayTalk = false;
             mProgress.connected = false;
             setCall("idle");
             mLog("media: inactive");
@@ -175,6 +190,7 @@ void EventHandler::onClientEvent(const EngineEvent& event) {
             break;
         }
         case SP_EVENT_VOICE_STOPPED:
+            mProgress.mayTalk = false;
             if (mProgress.voiceStarted) mProgress.voiceStopped = true;
             mLog("voice stopped");
             break;

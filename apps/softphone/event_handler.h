@@ -21,6 +21,13 @@ struct CallProgress {
     std::atomic<bool> voiceStarted{false};  // 0x23 seen
     std::atomic<bool> voiceStopped{false};  // 0x24 seen after a start
     std::atomic<bool> linkLost{false};
+    // The link is gone (lost, or the server orders a restart): the client
+    // uninitializes and registers again. Taken by the one who does it.
+    std::atomic<bool> registerAgain{false};
+    // The connection lets the terminal send: from the send-and-receive
+    // event until receive-only, inactive, voice stopped, or the user's own
+    // on hook. The voice bridge sends only while it is set.
+    std::atomic<bool> mayTalk{false};
     std::atomic<bool> muted{false};
     std::atomic<int> rings{0};
 };
@@ -34,6 +41,8 @@ public:
     void handle(const EngineEvent& event);
     // A copy of the face, for drawing.
     PhoneDisplay display() const;
+    // The user's hook, as the client's own keys left it.
+    void setOffHook(bool offHook);
     CallProgress& progress() { return mProgress; }
     std::string codec() const;
 

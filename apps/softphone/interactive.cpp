@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -11,6 +12,7 @@
 #include "event_handler.h"
 #include "event_pump.h"
 #include "raw_terminal.h"
+#include "registrar.h"
 #include "terminal_parameters.h"
 #include "voice_bridge.h"
 
@@ -90,32 +92,48 @@ int runInteractive(const InteractiveOptions& options) {
     EventHandler handler(engine, [&screen](const std::string& text) { screen.log(text); });
     EventPump pump(handler);
     pump.start([&screen] { screen.markDirty(); });
+    CallProgress& progress = handler.progress();
 
     if (engine.AudioModuleStart() != 0) screen.log("sound engine did not start: no voice");
-    VoiceBridge bridge(engine);
+    VoiceBridge bridge(engine, progress.mayTalk);
     bridge.start(true);
 
-    ParameterContainer params = terminalParameters(server, local, mac);
-    PtapParameters ptap{};
-    screen.log("registering with " + options.server + " ...");
-    screen.draw(handler.display(), "registering");
-    const int init = engine.initialize(&params, &ptap);
-    std::string status = init == SP_INIT_OK
-                             ? "registered with " + options.server
-                             : "registration failed (" + std::to_string(init) + "), see " + options.traceFile;
-    screen.log(status);
+    Registrar registrar(engine, terminalParameters(server, local, mac), options.server, options.traceFile,
+                        [&screen](const std::string& text) { screen.log(text); });
+    registrar.start();
 
     bool offHook = false;
-    while (init == SP_INIT_OK && !RawTerminal::stopRequested()) {
-        const CallProgress& progress = handler.progress();
-        const std::string line =
-            status + (offHook ? ", off hook" : ", on hook") + (progress.linkLost ? "  ** LINK LOST **" : "");
-        screen.draw(handler.display(), line);
+    bool inputEnded = false;
+    std::string shown;
+    while (!RawTerminal::stopRequested()) {
+        if (progress.registerAgain.exchange(false)) {
+            // The link is gone: whatever was up is over.
+            offHook = false;
+            handler.setOffHook(false);
+            registrar.registerAgain();
+        }
+        const std::string status = registrar.status() + (offHook ? ", off hook" : ", on hook") +
+                                   (progress.linkLost && !registrar.registered() ? "  ** LINK LOST **" : "");
+        if (status != shown) screen.markDirty();
+        shown = status;
+        screen.draw(handler.display(), status);
+        // No more keys can come: the program ends as soon as it can end
+        // cleanly, that is once initialize has returned.
+        if (inputEnded && registrar.stopUnlessInitializing()) break;
         const int key = terminal.readKey(100);
-        if (key < 0) continue;
+        if (key == RawTerminal::kEndOfInput) {
+            if (!inputEnded) screen.log("standard input closed: quitting");
+            inputEnded = true;
+            continue;
+        }
+        if (key == RawTerminal::kNoKey) continue;
         const char c = static_cast<char>(key);
         if (c == 'q' || c == 3) break;
         screen.markDirty();
+        if (!registrar.registered()) {
+            screen.log("not registered yet: key ignored");
+            continue;
+        }
         if (keyToneIndex(c) >= 0) {
             const char digits[2] = {c, '\0'};
             engine.make_call(digits);
@@ -125,27 +143,40 @@ int runInteractive(const InteractiveOptions& options) {
             EventQueue::instance().push(tone);  // the tone player has one caller: the pump
         } else if (c == 'h') {
             offHook = !offHook;
+            handler.setOffHook(offHook);
+            screen.log(offHook ? "off hook" : "on hook");
             engine.put_key(offHook ? SP_KEY_OFF_HOOK : SP_KEY_ON_HOOK);
         } else if (c == 'l') {
             offHook = true;
+            handler.setOffHook(true);
+            screen.log("line key 1");
             engine.put_key(SP_KEY_LINE_1);
         } else if (c == 's') {
+            screen.log("speaker key");
             engine.put_key(SP_KEY_SPEAKER);
         } else if (c >= 'a' && c <= 'd') {
+            screen.log("soft key " + std::to_string(c - 'a' + 1));
             engine.put_key(SP_KEY_SOFT_FIRST + static_cast<std::uint32_t>(c - 'a'));
         }
     }
-    if (init != SP_INIT_OK) {
-        screen.draw(handler.display(), status);
-        terminal.readKey(3000);
+    if (!registrar.stopUnlessInitializing()) {
+        // initialize can't be cut short, and what it runs can't be freed
+        // under it: the process ends here, and with it the library's threads
+        // and sockets. (A windowed client would close its window instead,
+        // and uninitialize once initialize has returned.)
+        std::fputs("\r\nsoftphone: quit while registering; ending without waiting for initialize\r\n", stdout);
+        std::fflush(stdout);
+        RawTerminal::restoreNow();
+        std::_Exit(1);
     }
 
+    const bool wasRegistered = registrar.registrations() > 0;
+    registrar.stop();  // uninitializes
     bridge.stop();
-    engine.uninitialize();
     engine.AudioModuleShutdown();
     pump.stop();
     std::fputs("\r\n", stdout);
-    return init == SP_INIT_OK ? 0 : 1;
+    return wasRegistered ? 0 : 1;
 }
 
 }  // namespace client

@@ -76,7 +76,10 @@ std::vector<std::string> PhoneDisplay::render() const {
     out.push_back(edge);
     for (const std::string& r : mRows) out.push_back("| " + r + " |");
     out.push_back(edge);
-    std::string status = "call: " + mCall + (mSpeaker ? "  [speaker]" : "") + (mMute ? "  [muted]" : "");
+    // The user's hook shows while the server has said nothing of a call.
+    const std::string call = mOffHook && (mCall == "idle" || mCall == "ended") ? "off hook" : mCall;
+    std::string status = "call: " + call + (mOffHook ? "" : "  (on hook)") + (mSpeaker ? "  [speaker]" : "") +
+                         (mMute ? "  [muted]" : "");
     out.push_back(status);
     std::string lamps = "lamps:";
     for (const auto& [key, state] : mLamps) lamps += " " + hex4(key) + "=" + lampName(state);

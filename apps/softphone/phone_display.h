@@ -27,6 +27,7 @@ public:
     void setCall(const std::string& text) { mCall = text; }
     void setSpeaker(bool on) { mSpeaker = on; }
     void setMute(bool on) { mMute = on; }
+    void setOffHook(bool on) { mOffHook = on; }
 
     std::string row(int index) const;
     std::vector<std::string> render() const;
@@ -39,6 +40,7 @@ private:
     std::string mCall = "idle";
     bool mSpeaker = false;
     bool mMute = false;
+    bool mOffHook = false;
 };
 
 }  // namespace client

@@ -4,6 +4,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -54,10 +55,26 @@ RawTerminal::~RawTerminal() {
 }
 
 int RawTerminal::readKey(int timeoutMs) {
+    static bool ended = false;
+    if (ended) {
+        // Nothing more can come: wait as a key read would, never spin.
+        ::poll(nullptr, 0, timeoutMs);
+        return kEndOfInput;
+    }
     pollfd fd{STDIN_FILENO, POLLIN, 0};
-    if (::poll(&fd, 1, timeoutMs) <= 0) return -1;
+    if (::poll(&fd, 1, timeoutMs) <= 0) return kNoKey;
     unsigned char c = 0;
-    return ::read(STDIN_FILENO, &c, 1) == 1 ? c : -1;
+    const ssize_t n = ::read(STDIN_FILENO, &c, 1);
+    if (n == 1) return c;
+    if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN)) {
+        ended = true;
+        return kEndOfInput;
+    }
+    return kNoKey;
+}
+
+void RawTerminal::restoreNow() {
+    restore();
 }
 
 bool RawTerminal::stopRequested() {

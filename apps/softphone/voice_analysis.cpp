@@ -113,6 +113,7 @@ FrameMatch matchFrames(const std::vector<std::int16_t>& sent, const std::vector<
         lastIntact = j;
         last = found;
         ++match.intact;
+        match.pairs.emplace_back(found, j);
         match.delayTicks.push_back(
             static_cast<int>(playedTicks[static_cast<std::size_t>(j)] - sentTicks[static_cast<std::size_t>(found)]));
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace client {
@@ -19,10 +20,11 @@ double alignedCorrelation(const std::vector<std::int16_t>& sent, const std::vect
                           int maxShift, int* shift);
 
 struct FrameMatch {
-    int intact = 0;               // played frames that carried a sent frame
-    int filledIn = 0;             // played frames between the first and last intact one that carried none
-    int firstIntact = -1;         // index among the played frames
-    std::vector<int> delayTicks;  // for each intact frame: ticks from sending to playing
+    int intact = 0;                          // played frames that carried a sent frame
+    int filledIn = 0;                        // played frames between the first and last intact one that carried none
+    int firstIntact = -1;                    // index among the played frames
+    std::vector<int> delayTicks;             // for each intact frame: ticks from sending to playing
+    std::vector<std::pair<int, int>> pairs;  // for each intact frame: (sent frame, played frame)
 };
 
 // Matches each played frame with the sent frame it carries (signal to

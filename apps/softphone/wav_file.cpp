@@ -1,6 +1,7 @@
 #include "wav_file.h"
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -25,6 +26,10 @@ void put16(std::vector<std::uint8_t>& out, std::uint16_t v) {
 }  // namespace
 
 bool readWav(const std::string& path, std::vector<std::int16_t>& samples, std::string& error) {
+    std::error_code why;
+    if (!std::filesystem::is_regular_file(path, why)) {
+        return error = path + (why ? ": " + why.message() : std::string(" is not a file")), false;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) return error = "cannot open " + path, false;
     const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

@@ -25,9 +25,12 @@ void onSignal(int) {
 
 void printCounts(const sim::Pbx& pbx) {
     const sim::PbxCounts c = pbx.counts();
-    std::printf("[pbxsim] terminal %s, calls connected %d; RTP packets received %llu, sent %llu, dropped %llu\n",
-                c.registered ? c.endpoint.c_str() : "(none)", c.calls, static_cast<unsigned long long>(c.rtp.received),
-                static_cast<unsigned long long>(c.rtp.sent), static_cast<unsigned long long>(c.rtp.dropped));
+    std::printf(
+        "[pbxsim] terminal %s, calls connected %d; RTP packets received %llu, sent %llu, dropped %llu; "
+        "received while the terminal was not to send %llu\n",
+        c.registered ? c.endpoint.c_str() : "(none)", c.calls, static_cast<unsigned long long>(c.rtp.received),
+        static_cast<unsigned long long>(c.rtp.sent), static_cast<unsigned long long>(c.rtp.dropped),
+        static_cast<unsigned long long>(c.rtp.stray));
     std::fflush(stdout);
 }
 
@@ -36,9 +39,14 @@ void printCounts(const sim::Pbx& pbx) {
 int main(int argc, char** argv) {
     sim::PbxOptions options;
     std::string error;
-    if (!sim::parsePbxOptions(argc, argv, options, error)) {
+    bool help = false;
+    if (!sim::parsePbxOptions(argc, argv, options, error, help)) {
         std::fprintf(stderr, "pbxsim: %s\n%s", error.c_str(), sim::pbxUsage());
         return 2;
+    }
+    if (help) {
+        std::printf("pbxsim: a call server on loopback for one terminal on this machine.\n%s", sim::pbxUsage());
+        return 0;
     }
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);

@@ -58,6 +58,7 @@ void MediaParty::connect(std::uint32_t address, std::uint16_t port, int payloadT
     mPort = port;
     mPayloadType = payloadType;
     mConnected = true;
+    mExpecting = true;
     mNextToneUs = nowUs();
     mWake.notify_all();
 }
@@ -66,6 +67,19 @@ void MediaParty::disconnect() {
     std::lock_guard<std::mutex> lock(mMutex);
     mConnected = false;
     mQueue = {};
+}
+
+void MediaParty::expectTerminalMedia(bool on) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mExpecting = on;
+    // A frame the terminal sent just as the connection went may still be on
+    // its way.
+    if (!on) mStrayFromUs = nowUs() + 2 * kFrameUs;
+}
+
+void MediaParty::recordSendTimes(bool on) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecordSendTimes = on;
 }
 
 PartyCounts MediaParty::counts() const {
@@ -88,6 +102,7 @@ void MediaParty::queuePacket(const std::uint8_t* payload, std::size_t length, st
     // the gap.
     ++mSequence;
     mTimestamp += kSamplesPerPacket;
+    if (mRecordSendTimes) mCounts.sentUs.push_back(now);
     const std::optional<int> delay = mLink.nextDelayMs();
     if (!delay) {
         ++mCounts.dropped;
@@ -114,6 +129,7 @@ void MediaParty::receiveLoop() {
         if (r.status == platform::ReceiveStatus::Closed) return;
         if (r.status != platform::ReceiveStatus::Data || r.length <= kRtpHeaderBytes || (buffer[0] >> 6) != 2) continue;
         std::lock_guard<std::mutex> lock(mMutex);
+        if (!mExpecting && nowUs() >= mStrayFromUs) ++mCounts.stray;
         if (!mConnected) continue;
         ++mCounts.received;
         if (mKind == PartyKind::Echo && (buffer[1] & 0x7F) == mPayloadType)

@@ -22,6 +22,13 @@ struct PartyCounts {
     std::uint64_t received = 0;  // RTP packets from the terminal
     std::uint64_t sent = 0;      // RTP packets to the terminal
     std::uint64_t dropped = 0;   // lost on purpose by the impaired link
+    // RTP packets from the terminal while its connection did not let it
+    // send: before the far end answered (ringback, recvonly) or after the
+    // connection was deleted, one frame's grace past the answer to that.
+    std::uint64_t stray = 0;
+    // Monotonic send time (us) of each packet to the terminal, in order,
+    // lost ones included, when asked for by recordSendTimes.
+    std::vector<std::uint64_t> sentUs;
 };
 
 class MediaParty {
@@ -39,6 +46,10 @@ public:
     // until disconnect().
     void connect(std::uint32_t address, std::uint16_t port, int payloadType);
     void disconnect();
+    // Whether the terminal's connection lets it send now; connect() sets it.
+    // Packets that come while it does not count as stray.
+    void expectTerminalMedia(bool on);
+    void recordSendTimes(bool on);
     PartyCounts counts() const;
 
 private:
@@ -68,6 +79,9 @@ private:
     std::condition_variable mWake;
     std::priority_queue<Pending, std::vector<Pending>, std::greater<>> mQueue;
     bool mConnected = false;
+    bool mExpecting = false;
+    bool mRecordSendTimes = false;
+    std::uint64_t mStrayFromUs = 0;
     std::uint32_t mAddress = 0;
     std::uint16_t mPort = 0;
     int mPayloadType = 0;

@@ -18,17 +18,24 @@ bool number(const char* text, double low, double high, double& out) {
 
 const char* pbxUsage() {
     return "usage: pbxsim [--party echo|tone] [--codec pcmu|pcma] [--loss PCT] [--jitter MS] [--reorder PCT]\n"
-           "              [--seed N] [--inter-digit MS]\n"
+           "              [--seed N] [--inter-digit MS] [--keepalive S] [--help]\n"
            "  --loss PCT      drop this share of the RTP packets sent to the terminal\n"
            "  --jitter MS     delay each packet by MS +/- MS/2 (40 gives 20 to 60 ms)\n"
            "  --reorder PCT   hold this share of packets back 40 ms more, behind the next\n"
+           "  --keepalive S   the keepalive time-out given to the terminal (default 30 s);\n"
+           "                  keepalive requests go every third of it\n"
            "Commands on standard input: r [NAME] rings the terminal, h ends the call,\n"
            "c prints the counts, q quits.\n";
 }
 
-bool parsePbxOptions(int argc, char** argv, PbxOptions& options, std::string& error) {
+bool parsePbxOptions(int argc, char** argv, PbxOptions& options, std::string& error, bool& help) {
+    help = false;
     for (int i = 1; i < argc; ++i) {
         const std::string_view name = argv[i];
+        if (name == "--help" || name == "-h") {
+            help = true;
+            return true;
+        }
         const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
         double n = 0;
         if (name == "--party" && value != nullptr) {
@@ -51,6 +58,9 @@ bool parsePbxOptions(int argc, char** argv, PbxOptions& options, std::string& er
         } else if (name == "--seed") {
             if (!number(value, 0, 4294967295.0, n)) return error = "--seed takes a number", false;
             options.impairment.seed = static_cast<std::uint32_t>(n);
+        } else if (name == "--keepalive") {
+            if (!number(value, 3, 255, n)) return error = "--keepalive takes seconds from 3 to 255", false;
+            options.keepaliveSeconds = static_cast<int>(n);
         } else if (name == "--inter-digit") {
             if (!number(value, 100, 60000, n)) return error = "--inter-digit takes milliseconds", false;
             options.interDigitMs = static_cast<int>(n);

@@ -8,7 +8,8 @@
 namespace sim {
 
 // Reads the options into `options`; false with a message in `error`.
-bool parsePbxOptions(int argc, char** argv, PbxOptions& options, std::string& error);
+// `help` is set by --help or -h.
+bool parsePbxOptions(int argc, char** argv, PbxOptions& options, std::string& error, bool& help);
 const char* pbxUsage();
 
 }  // namespace sim

@@ -34,14 +34,19 @@ Pbx::~Pbx() {
 }
 
 bool Pbx::start() {
-    mPtap.setParameterItems(PtapServer::defaultParameterItems());
+    mPtap.setParameterItems(PtapServer::defaultParameterItems(static_cast<std::uint8_t>(mOptions.keepaliveSeconds)));
+    mParty.recordSendTimes(mOptions.recordSendTimes);
     if (!mPtap.start() || !mMgcp.start() || !mParty.start(mOptions.partyPort)) {
         log("cannot open the server's ports (PTAP 9300, MGCP 2727, RTP " + std::to_string(mOptions.partyPort) +
             ") on loopback");
         stop();
         return false;
     }
-    mPtap.startKeepalives(10000);
+    mPtap.startKeepalives(mOptions.keepaliveSeconds * 1000 / 3);
+    // A terminal left registered from an earlier run of this server would
+    // wait for its keepalive time-out to notice the restart: tell it now,
+    // and it registers anew.
+    mPtap.sendCompulsionRestart();
     mStopping = false;
     if (!mThread.createSuspended([this] { run(); })) {
         stop();
@@ -134,12 +139,13 @@ void Pbx::onObserved(const std::string& event) {
         if (state == State::Idle) offHook();
         if (state == State::Ringing) {
             log("terminal answers");
-            send("X-P/ring(000000)," + displaySignal("Connected", 0));
+            send("X-P/ring(000000)," + displaySignal("Connected", 0) + ",X-P/ks(0C00,gon)");
             MediaOffer offer;
             offer.payloadType = mOptions.payloadType;
             offer.rtpPort = mParty.port();
-            mHasConnection = mAgent && mAgent->createConnection(offer);
+            // The party is ready before the connection lets the terminal send.
             mParty.connect(mTerminalAddress, kTerminalRtpPort, mOptions.payloadType);
+            mHasConnection = mAgent && mAgent->createConnection(offer);
             mState = State::Connected;
             std::lock_guard<std::mutex> lock(mMutex);
             ++mCalls;
@@ -216,9 +222,9 @@ void Pbx::farEndAnswers() {
     offer.payloadType = mOptions.payloadType;
     offer.rtpPort = mParty.port();
     offer.mode = "sendrecv";
-    send(toneSignal(0) + "," + displaySignal("Connected " + mDigits, 0));
-    if (mAgent) mAgent->modifyConnection(offer);
+    send(toneSignal(0) + "," + displaySignal("Connected " + mDigits, 0) + ",X-P/ks(0C00,gon)");
     mParty.connect(mTerminalAddress, kTerminalRtpPort, mOptions.payloadType);
+    if (mAgent) mAgent->modifyConnection(offer);
     mState = State::Connected;
     std::lock_guard<std::mutex> lock(mMutex);
     ++mCalls;
@@ -228,6 +234,7 @@ void Pbx::release(bool byServer) {
     log(byServer ? "the server ends the call" : "on hook: call released");
     mParty.disconnect();
     if (mHasConnection && mAgent) mAgent->deleteConnection();
+    mParty.expectTerminalMedia(false);
     mHasConnection = false;
     send(toneSignal(0) + ",X-P/ring(000000),X-P/lcdp(300100000000),X-P/ks(0C00,off)");
     mState = State::Idle;

@@ -28,6 +28,8 @@ struct PbxOptions {
     int interDigitMs = 2000;  // the number is complete after this pause, or at '#'
     int ringbackMs = 1000;    // how long the far end rings before it answers
     std::uint16_t partyPort = 5004;
+    bool recordSendTimes = false;  // the party's send time of each packet, in the counts
+    int keepaliveSeconds = 30;     // the time-out given to the terminal; requests go at a third of it
 };
 
 struct PbxCounts {

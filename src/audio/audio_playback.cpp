@@ -211,11 +211,21 @@ int Audio::loadFile(Channel& ch) {
         file = bytes;
     } else {
         // No such file: a sound the client keeps in memory under that name.
-        if (!wave_resources::copy(*ch.mPath, mResourceCopy)) return 1;
+        if (!wave_resources::copy(*ch.mPath, mResourceCopy)) {
+            // Else the sound is silently missing: ring, tone or file.
+            Tracer::instance()->trace(kTraceCritical,
+                                      "[AUDIO :: CRITICAL ERROR] File open failed - %s (no readable file or sound "
+                                      "of that name)",
+                                      name.c_str());
+            return 1;
+        }
         file = mResourceCopy;
     }
     RiffWave wave;
     if (parseRiffWave(file, wave) != RiffWaveResult::Ok) {
+        Tracer::instance()->trace(kTraceCritical,
+                                  "[AUDIO :: CRITICAL ERROR] File open failed - %s (not a PCM RIFF WAVE sound)",
+                                  name.c_str());
         ch.mPcm.clear();
         return 1;
     }

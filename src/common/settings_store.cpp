@@ -2,8 +2,47 @@
 
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 
+#include "common/tracer.h"
 #include "platform/settings_file.h"
+
+namespace {
+
+// A settings file that can't be used is traced once for each change of
+// what is found there, not at every value read.
+void noteFileState(platform::SettingsFileState state) {
+    using platform::SettingsFileState;
+    static std::mutex mutex;
+    static SettingsFileState last = SettingsFileState::Usable;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (state == last) return;
+        last = state;
+    }
+    const char* why = state == SettingsFileState::NotRegular ? "is not a regular file"
+                      : state == SettingsFileState::TooLarge ? "is larger than 64 KiB"
+                                                             : "can't be read";
+    if (state == SettingsFileState::Usable) return;
+    Tracer::instance()->trace(kTraceDetail, "[SETTINGS] Settings file ignored - %s %s; the defaults stand",
+                              platform::settingsFilePath().c_str(), why);
+}
+
+bool readValue(const std::string& key, const std::string& name, std::string& value) {
+    platform::SettingsFileState state = platform::SettingsFileState::Usable;
+    const bool found = platform::readSettingValue(key, name, value, &state);
+    noteFileState(state);
+    return found;
+}
+
+bool writeValue(const std::string& key, const std::string& name, const std::string& value) {
+    platform::SettingsFileState state = platform::SettingsFileState::Usable;
+    const bool stored = platform::writeSettingValue(key, name, value, &state);
+    noteFileState(state);
+    return stored;
+}
+
+}  // namespace
 
 bool utf16ToUtf8(const std::u16string& in, std::string& out) {
     out.clear();
@@ -64,7 +103,7 @@ bool utf8ToUtf16(const std::string& in, std::u16string& out) {
 bool readSettingA(const char* subKey, const char* valueName, char* buffer, std::size_t capacity) {
     if (subKey == nullptr || valueName == nullptr || buffer == nullptr || capacity == 0) return false;
     std::string value;
-    if (!platform::readSettingValue(subKey, valueName, value)) return false;
+    if (!readValue(subKey, valueName, value)) return false;
     const std::size_t n = value.size() < capacity ? value.size() : capacity - 1;
     std::memcpy(buffer, value.data(), n);
     buffer[n] = '\0';
@@ -78,7 +117,7 @@ bool readSettingW(const char16_t* subKey, const char16_t* valueName, char16_t* b
     std::string stored;
     std::u16string value;
     if (!utf16ToUtf8(subKey, key) || !utf16ToUtf8(valueName, name)) return false;
-    if (!platform::readSettingValue(key, name, stored) || !utf8ToUtf16(stored, value)) return false;
+    if (!readValue(key, name, stored) || !utf8ToUtf16(stored, value)) return false;
     std::size_t n = value.size() < capacity ? value.size() : capacity - 1;
     // Never leave half a surrogate pair at the cut.
     if (n > 0 && n < value.size() && value[n - 1] >= 0xD800 && value[n - 1] <= 0xDBFF) --n;
@@ -89,7 +128,7 @@ bool readSettingW(const char16_t* subKey, const char16_t* valueName, char16_t* b
 
 bool writeSettingA(const char* subKey, const char* valueName, const char* text) {
     if (subKey == nullptr || valueName == nullptr || text == nullptr) return false;
-    return platform::writeSettingValue(subKey, valueName, text);
+    return writeValue(subKey, valueName, text);
 }
 
 bool writeSettingW(const char16_t* subKey, const char16_t* valueName, const char16_t* text) {
@@ -98,5 +137,5 @@ bool writeSettingW(const char16_t* subKey, const char16_t* valueName, const char
     std::string name;
     std::string value;
     if (!utf16ToUtf8(subKey, key) || !utf16ToUtf8(valueName, name) || !utf16ToUtf8(text, value)) return false;
-    return platform::writeSettingValue(key, name, value);
+    return writeValue(key, name, value);
 }

@@ -1,9 +1,11 @@
 #include "platform/settings_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -89,12 +91,46 @@ bool unescape(const std::string& text, std::string& out) {
     return true;
 }
 
+// The whole file, if it is a regular file of a sane size. Opened without
+// blocking, so a FIFO in its place can't hang the caller, and read to a
+// bound, so a name that leads to an endless source can't either.
+SettingsFileState readFileText(const std::string& path, std::string& text) {
+    text.clear();
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) return errno == ENOENT ? SettingsFileState::Usable : SettingsFileState::Unreadable;
+    struct stat st {};
+    SettingsFileState state = SettingsFileState::Usable;
+    if (::fstat(fd, &st) != 0) {
+        state = SettingsFileState::Unreadable;
+    } else if (!S_ISREG(st.st_mode)) {
+        state = SettingsFileState::NotRegular;
+    } else if (static_cast<std::uint64_t>(st.st_size) > kMaxSettingsFileBytes) {
+        state = SettingsFileState::TooLarge;
+    } else {
+        text.resize(kMaxSettingsFileBytes + 1);
+        std::size_t got = 0;
+        while (got < text.size()) {
+            const ssize_t n = ::read(fd, text.data() + got, text.size() - got);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) state = SettingsFileState::Unreadable;
+            if (n <= 0) break;
+            got += static_cast<std::size_t>(n);
+        }
+        // A file that grew past the bound while it was read.
+        if (got > kMaxSettingsFileBytes) state = SettingsFileState::TooLarge;
+        text.resize(state == SettingsFileState::Usable ? got : 0);
+    }
+    ::close(fd);
+    return state;
+}
+
 // Lines that make no sense are skipped: a damaged file reads as absent
 // values, never as a fault.
-std::vector<Entry> load(const std::string& path) {
-    std::vector<Entry> entries;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return entries;
+SettingsFileState load(const std::string& path, std::vector<Entry>& entries) {
+    entries.clear();
+    std::string text;
+    const SettingsFileState state = readFileText(path, text);
+    std::istringstream in(text);
     std::string line;
     std::string key;
     bool inSection = false;
@@ -112,7 +148,7 @@ std::vector<Entry> load(const std::string& path) {
         if (!unescape(line.substr(eq + 1), e.value)) continue;
         entries.push_back(std::move(e));
     }
-    return entries;
+    return state;
 }
 
 bool makeFolders(const std::string& path) {
@@ -146,11 +182,14 @@ std::string settingsFilePath() {
     return filePathLocked();
 }
 
-bool readSettingValue(const std::string& key, const std::string& name, std::string& value) {
+bool readSettingValue(const std::string& key, const std::string& name, std::string& value, SettingsFileState* state) {
     std::lock_guard<std::mutex> lock(gMutex);
     const std::string path = filePathLocked();
     if (path.empty() || !validKey(key) || !validName(name)) return false;
-    for (const Entry& e : load(path)) {
+    std::vector<Entry> entries;
+    const SettingsFileState found = load(path, entries);
+    if (state != nullptr) *state = found;
+    for (const Entry& e : entries) {
         if (sameName(e.key, key) && sameName(e.name, name)) {
             value = e.value;
             return true;
@@ -159,13 +198,17 @@ bool readSettingValue(const std::string& key, const std::string& name, std::stri
     return false;
 }
 
-bool writeSettingValue(const std::string& key, const std::string& name, const std::string& value) {
+bool writeSettingValue(const std::string& key, const std::string& name, const std::string& value,
+                       SettingsFileState* state) {
     std::lock_guard<std::mutex> lock(gMutex);
     const std::string path = filePathLocked();
     if (path.empty() || !validKey(key) || !validName(name)) return false;
     if (!makeFolders(path.substr(0, path.rfind('/')))) return false;
 
-    std::vector<Entry> entries = load(path);
+    std::vector<Entry> entries;
+    const SettingsFileState found = load(path, entries);
+    if (state != nullptr) *state = found;
+    if (found != SettingsFileState::Usable) return false;
     bool replaced = false;
     for (Entry& e : entries) {
         if (sameName(e.key, key) && sameName(e.name, name)) {

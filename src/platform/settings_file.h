@@ -4,6 +4,7 @@
 // section each; values are UTF-8 text, one "name=value" line each.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace platform {
@@ -13,11 +14,26 @@ namespace platform {
 void setSettingsRoot(const std::string& root);
 std::string settingsFilePath();
 
-// False when the value is absent, or the file is missing or unreadable.
-bool readSettingValue(const std::string& key, const std::string& name, std::string& value);
+// The file is read only when it is a regular file of at most this size.
+constexpr std::size_t kMaxSettingsFileBytes = 64 * 1024;
+
+// What a read or write found at the file's path.
+enum class SettingsFileState {
+    Usable,      // read (or absent, which reads as no values)
+    NotRegular,  // a FIFO, device, folder...: not opened for reading
+    TooLarge,    // more than kMaxSettingsFileBytes
+    Unreadable,  // any other failure to open or read it
+};
+
+// False when the value is absent, or the file is missing or unusable;
+// `state` (if given) says which.
+bool readSettingValue(const std::string& key, const std::string& name, std::string& value,
+                      SettingsFileState* state = nullptr);
 // Creates the folders and the file as needed; the file is replaced as a
 // whole (a temporary file renamed over it), so a reader never sees half a
-// write. False when it can't be stored.
-bool writeSettingValue(const std::string& key, const std::string& name, const std::string& value);
+// write. False when it can't be stored; a file there that can't be read is
+// left alone rather than replaced.
+bool writeSettingValue(const std::string& key, const std::string& name, const std::string& value,
+                       SettingsFileState* state = nullptr);
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "common/tracer.h"
+#include "platform/socket_error.h"
 #include "voice/buffer.h"
 #include "voice/codec_lib.h"
 #include "voice/g711.h"
@@ -138,7 +139,16 @@ int Wave::startSession() {
     if (!mRtp || mRtp->isStopped()) return 1;
     // A second start begins afresh instead of leaving a thread behind.
     if (mThread) stopSession();
-    if (mRtp->open(mRtp->makeSsrc()) != 0) return 1;
+    if (mRtp->remoteAddress() == 0) return 1;
+    if (mRtp->open(mRtp->makeSsrc()) != 0) {
+        // Without its port the terminal registers and takes calls that carry
+        // no voice: say which port, since nothing else will.
+        Tracer::instance()->trace(kTraceCritical,
+                                  "[WAVE :: CRITICAL ERROR] Session start failed - RTP port %u can't be opened (error "
+                                  "%d): no voice will flow",
+                                  static_cast<unsigned>(mRtp->localPort()), platform::lastSocketError());
+        return 1;
+    }
 
     // The thread raises its own priority first thing and reports back
     // before its loop may begin, so the priority is settled, and its

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "e2e_fixture.h"
+#include "platform/udp_socket.h"
 #include "sim/mgcp_server.h"
 #include "sim/ptap_server.h"
 
@@ -112,4 +113,19 @@ TEST_F(RegistrationE2E, UnansweredRsipFailsAfterNineteenSecondsAndTakesEverythin
               static_cast<std::ptrdiff_t>(messages.size()));
     EXPECT_TRUE(ptap_.receivedOfType(sim::PtapServer::kOpBegin).empty());
     EXPECT_EQ(threadCount(), threadsBefore);
+}
+
+TEST_F(RegistrationE2E, AnRtpPortHeldByAnotherProgramIsNamedInTheTrace) {
+    platform::UdpSocket holder;
+    ASSERT_TRUE(holder.open(8000));
+    startTrace();
+    PtapParameters out{};
+    // Registration itself does not need the port.
+    ASSERT_EQ(api().initialize(&params_, &out), 0);
+    const auto messages = traceMessages();
+    EXPECT_NE(std::find(messages.begin(), messages.end(),
+                        "[WAVE :: CRITICAL ERROR] Session start failed - RTP port 8000 can't be opened (error 10048): "
+                        "no voice will flow"),
+              messages.end())
+        << traceText();
 }

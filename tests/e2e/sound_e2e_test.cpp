@@ -2,6 +2,10 @@
 // a file played with repeats, a key tone that plays once, and a shutdown
 // that leaves no thread behind. The devices are chosen by name in a settings
 // file of the test's own, so a sound card on the machine changes nothing.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -141,4 +145,39 @@ TEST_F(SoundE2E, CapturesPlaysAFileWithRepeatsAndAKeyToneOnceAndShutsDownClean) 
     EXPECT_EQ(heard, 1);
     EXPECT_EQ(api().uninitialize(), 0);
     EXPECT_EQ(api().ToneModuleGetKeyPadMode(), -1) << "the player went with uninitialize";
+}
+
+// Files that can't be used say so in the trace, and never hang the caller:
+// a FIFO in the settings file's place, a sound file that isn't there.
+TEST_F(SoundE2E, AFifoAsSettingsFileAndAMissingSoundFileAreTracedNotHung) {
+    const std::filesystem::path settings = mRoot / "softphone" / "settings.ini";
+    std::filesystem::remove(settings);
+    ASSERT_EQ(::mkfifo(settings.c_str(), 0600), 0);
+    startTrace();
+
+    std::atomic<bool> started{false};
+    std::thread start([&] { started = api().AudioModuleStart() == 0; });
+    const bool inTime = waitFor([&] { return started.load(); }, 1000);
+    // A reader blocked on the FIFO is let go by a writer that closes at once;
+    // so a failing run still ends.
+    for (int i = 0; !inTime && !started.load() && i < 1000; ++i) {
+        const int writer = ::open(settings.c_str(), O_WRONLY | O_NONBLOCK);
+        if (writer >= 0) ::close(writer);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    start.join();
+    EXPECT_TRUE(inTime) << "AudioModuleStart did not return within a second";
+    EXPECT_TRUE(started.load());
+
+    const std::string missing = (mRoot / "no-such-ring.wav").string();
+    const std::u16string wideMissing(missing.begin(), missing.end());
+    EXPECT_EQ(api().AudioModulePlayFile(wideMissing.c_str(), 0), 0);
+    EXPECT_EQ(api().AudioModuleShutdown(), 0);
+
+    const std::string trace = traceText();
+    EXPECT_NE(trace.find("[SETTINGS] Settings file ignored - " + settings.string() +
+                         " is not a regular file; the defaults stand"),
+              std::string::npos)
+        << trace;
+    EXPECT_NE(trace.find("[AUDIO :: CRITICAL ERROR] File open failed - " + missing), std::string::npos) << trace;
 }

@@ -1,11 +1,14 @@
 // The settings store on its file: absent values, replacement, folders made
-// on the first write, damaged files and text in both widths.
+// on the first write, damaged files, what is no small regular file, and
+// text in both widths.
 #include "common/settings_store.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 
 #include "platform/settings_file.h"
@@ -101,3 +104,41 @@ TEST_F(SettingsStore, AWriteThatCannotBeStoredIsFalse) {
 }
 
 }  // namespace
+
+// Something other than a small regular file in the file's place: each reads
+// as absent values at once, and a write leaves it alone.
+TEST_F(SettingsStore, WhatIsNoSmallRegularFileReadsAsAbsentAndIsNotReplaced) {
+    using platform::SettingsFileState;
+    const std::string path = (mRoot / "softphone" / "settings.ini").string();
+    const std::string line = "[Software\\Quillmere\\Softphone\\Settings]\nOutput Device=Big\n";
+    const struct {
+        const char* what;
+        std::function<void()> make;
+        SettingsFileState state;
+    } cases[] = {
+        {"a FIFO", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }, SettingsFileState::NotRegular},
+        {"a link to an endless device", [&] { std::filesystem::create_symlink("/dev/zero", path); },
+         SettingsFileState::NotRegular},
+        {"a folder", [&] { std::filesystem::create_directory(path); }, SettingsFileState::NotRegular},
+        {"a file past the bound", [&] { writeRaw(line + std::string(platform::kMaxSettingsFileBytes, ';') + "\n"); },
+         SettingsFileState::TooLarge},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::filesystem::create_directories(mRoot / "softphone");
+        c.make();
+        std::string value;
+        SettingsFileState state = SettingsFileState::Usable;
+        EXPECT_FALSE(
+            platform::readSettingValue("Software\\Quillmere\\Softphone\\Settings", "Output Device", value, &state));
+        EXPECT_EQ(state, c.state);
+        EXPECT_FALSE(writeSettingA("Software\\Quillmere\\Softphone\\Settings", "Output Device", "New"));
+        EXPECT_FALSE(std::filesystem::is_regular_file(path) && std::filesystem::file_size(path) < 1000) << "replaced";
+        std::filesystem::remove_all(mRoot / "softphone");
+    }
+    // The same text within the bound is read.
+    writeRaw(line);
+    char buffer[8] = {};
+    EXPECT_TRUE(readSettingA("Software\\Quillmere\\Softphone\\Settings", "Output Device", buffer, sizeof buffer));
+    EXPECT_STREQ(buffer, "Big");
+}
