@@ -1,5 +1,6 @@
 // Exports: lifecycle and call control, and the library's load and unload.
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "api/counted_access.h"
@@ -20,6 +21,19 @@ std::atomic<TonePlayer*> gTonePlayer{nullptr};
 std::atomic<int> gTonePlayerUsers{0};
 
 namespace {
+
+// initialize and uninitialize run one at a time: an uninitialize from
+// another thread while initialize waits for the server ends that wait
+// (through the starting CallProcessor) and then waits for initialize to
+// return, instead of freeing the CallProcessor under its start.
+std::mutex gLifecycleMutex;
+std::mutex gStartingMutex;
+CallProcessor* gStarting = nullptr;
+
+void setStarting(CallProcessor* cp) {
+    std::lock_guard<std::mutex> guard(gStartingMutex);
+    gStarting = cp;
+}
 
 void destroyCallProcessor() {
     CallProcessor* cp = gCallProcessor.exchange(nullptr);
@@ -79,6 +93,7 @@ extern "C" {
 
 SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) {
     return guarded(-1, [&]() -> int {
+        std::lock_guard<std::mutex> lifecycle(gLifecycleMutex);
         if (createTonePlayer() != 0) return -1;
         if (gCallProcessor.load() != nullptr) return 0;
 
@@ -91,9 +106,13 @@ SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) 
 
         if (cp->setParameters(params) != 0) {
             Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] PTAP initialization data is invalid");
+            // Nothing was started: a later initialize starts afresh.
+            destroyCallProcessor();
             return -1;
         }
-        int started = cp->start();
+        setStarting(cp);
+        const int started = cp->start();
+        setStarting(nullptr);
         if (started != 0) {
             Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] Startup failed: CallProcessor");
             destroyCallProcessor();
@@ -126,6 +145,11 @@ SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) 
 
 SP_EXPORT int uninitialize(void) {
     guardedVoid([] {
+        {
+            std::lock_guard<std::mutex> guard(gStartingMutex);
+            if (gStarting != nullptr) gStarting->cancelStart();
+        }
+        std::lock_guard<std::mutex> lifecycle(gLifecycleMutex);
         destroyTonePlayer();
         if (gCallProcessor.load() != nullptr) {
             destroyCallProcessor();

@@ -1,16 +1,17 @@
 #include "core/call_processor.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
 
+#include "common/tracer.h"
 #include "core/call_state.h"
 #include "core/mailbox.h"
 #include "mgcp/mgcp.h"
 #include "platform/clock.h"
 #include "platform/debug_output.h"
 #include "ptap/ptap.h"
-#include "common/tracer.h"
 #include "voice/wave.h"
 
 namespace {
@@ -63,11 +64,12 @@ int CallProcessor::start() {
     mLock.lock();
     Tracer::instance()->trace(kTraceStatus, "[CP] Module starting");
     mStopping = false;
+    mStartCancelled = false;
     // Each stage gives 0, or the start's result after failStart has
     // released the locks and shut down what was made.
-    for (int (CallProcessor::*stage)() : {&CallProcessor::createEvents, &CallProcessor::startPtap,
-                                          &CallProcessor::startMgcp, &CallProcessor::startWave,
-                                          &CallProcessor::startMailbox}) {
+    for (int (CallProcessor::*stage)() :
+         {&CallProcessor::createEvents, &CallProcessor::startPtap, &CallProcessor::startMgcp, &CallProcessor::startWave,
+          &CallProcessor::startMailbox}) {
         const int result = (this->*stage)();
         if (result != 0) return result;
     }
@@ -108,7 +110,8 @@ int CallProcessor::startPtap() {
     if (mPtap->transmit(&startType, nullptr, nullptr) == 1) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Startup failed: PTAP START delivery");
     }
-    if (!mPtapEvent->wait(kAnswerWaitMs)) {
+    if (!waitForPtapAnswer()) {
+        if (mStartCancelled.load()) return failStart(kTraceError, "[CP :: ERROR] Startup cancelled: uninitialize");
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: PTAP START");
     }
     const int result = mPtap->getResult();
@@ -117,13 +120,22 @@ int CallProcessor::startPtap() {
                          result);
     }
     if (result == ptap::kResultWrongConnectionData || result == ptap::kResultIncorrectCard) {
-        return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] PTAP START - User-specified connection info INCORRECT!",
-                         result);
+        return failStart(kTraceCritical,
+                         "[CP :: CRITICAL ERROR] PTAP START - User-specified connection info INCORRECT!", result);
     }
     if (result != ptap::kResultAccepted) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation failed: PTAP START");
     }
     return 0;
+}
+
+// The answer to START, waited for in slices so that a cancel ends the wait.
+bool CallProcessor::waitForPtapAnswer() {
+    for (unsigned waited = 0; waited < kAnswerWaitMs; waited += kRsipPollMs) {
+        if (mStartCancelled.load()) return false;
+        if (mPtapEvent->wait(std::min(kRsipPollMs, kAnswerWaitMs - waited))) return true;
+    }
+    return false;
 }
 
 // The signalling link: RSIP and its acknowledgment, then OP_BEGIN.
@@ -143,10 +155,11 @@ int CallProcessor::startMgcp() {
     Tracer::instance()->trace(kTraceStatus, "[CP] Waiting for response: MGCP RSIP acknowledgment");
     // An answer first seen in the last pass still counts as too late.
     unsigned waited = 0;
-    while (!mMgcp->isRsipAcknowledged() && waited <= kAnswerWaitMs) {
+    while (!mMgcp->isRsipAcknowledged() && waited <= kAnswerWaitMs && !mStartCancelled.load()) {
         waited += kRsipPollMs;
         mSetup.clock->sleepMs(kRsipPollMs);
     }
+    if (mStartCancelled.load()) return failStart(kTraceError, "[CP :: ERROR] Startup cancelled: uninitialize");
     if (waited >= kAnswerWaitMs || !mMgcp->isRsipAcknowledged()) {
         return failStart(kTraceCritical, "[CP :: CRITICAL ERROR] Operation timeout: MGCP RSIP acknowledgement");
     }

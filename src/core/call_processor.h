@@ -7,18 +7,18 @@
 #include <memory>
 
 #include "common/core_event.h"
+#include "common/module.h"
+#include "common/network_init_data.h"
 #include "core/client_event.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_parent.h"
-#include "ptap/ptap.h"
-#include "ptap/ptap_listener.h"
-#include "voice/rtp_port.h"
-#include "common/network_init_data.h"
-#include "common/module.h"
 #include "platform/clock.h"
 #include "platform/event.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
+#include "ptap/ptap.h"
+#include "ptap/ptap_listener.h"
+#include "voice/rtp_port.h"
 
 class Mailbox;
 class Wave;
@@ -55,6 +55,9 @@ public:
     int setParameters(const ParameterContainer* params);
     int start() override;
     int shutdown() override;
+    // Ends a start that waits for the server's answers, from another thread:
+    // the wait stops within one poll and start gives 1. Cleared by start.
+    void cancelStart() { mStartCancelled.store(true); }
 
     int getWave(Wave** out);
     int getPtapParameters(PtapParameters** out);
@@ -90,6 +93,7 @@ private:
     int startMgcp();
     int startWave();
     int startMailbox();
+    bool waitForPtapAnswer();
     void pollMailbox();
     void stopMailboxThread();
     void applyMediaSession(const char* data);
@@ -111,4 +115,5 @@ private:
     std::unique_ptr<platform::ManualResetEvent> mPtapEvent;
     std::unique_ptr<platform::ManualResetEvent> mMgcpEvent;
     std::atomic<bool> mStopping{false};
+    std::atomic<bool> mStartCancelled{false};
 };

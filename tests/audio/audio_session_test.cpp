@@ -17,6 +17,7 @@
 #include "platform/settings_file.h"
 #include "platform/virtual_wave.h"
 #include "support_files/wave_file.h"
+#include "tests/support_files/wait_for.h"
 
 namespace {
 
@@ -40,16 +41,6 @@ void onFrame(const void* pcm, int bytes) {
     const auto* p = static_cast<const std::uint8_t*>(pcm);
     std::lock_guard<std::mutex> lock(gFrames.mutex);
     gFrames.list.emplace_back(p, p + bytes);
-}
-
-template <typename Pred>
-bool waitFor(Pred pred, int timeoutMs = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 std::u16string storedName(const char16_t* value) {

@@ -21,6 +21,7 @@
 #include <thread>
 
 #include "e2e_fixture.h"
+#include "tests/support_files/wait_for.h"
 #include "tests/support_files/wave_file.h"
 
 namespace {
@@ -55,16 +56,6 @@ std::vector<DeviceEvent> readLog(const fs::path& path) {
 std::vector<char> readBytes(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-template <typename Pred>
-bool waitFor(Pred pred, int timeoutMs = 5000) {
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!pred()) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 std::u16string wide(const std::string& text) {

@@ -2,6 +2,8 @@
 // server: PTAP START and its answer, RSIP and its acknowledgment, OP_BEGIN,
 // and every way it can fail.
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <thread>
 
@@ -9,6 +11,7 @@
 #include "platform/udp_socket.h"
 #include "sim/mgcp_server.h"
 #include "sim/ptap_server.h"
+#include "tests/support_files/wait_for.h"
 
 namespace {
 
@@ -24,6 +27,7 @@ protected:
         mgcp_.stop();
         ptap_.stop();
     }
+    void uninitializeWhileWaitingFor(const char* awaited);
     std::ptrdiff_t indexOf(const std::vector<std::string>& messages, const std::string& m) const {
         return std::find(messages.begin(), messages.end(), m) - messages.begin();
     }
@@ -128,4 +132,41 @@ TEST_F(RegistrationE2E, AnRtpPortHeldByAnotherProgramIsNamedInTheTrace) {
                         "no voice will flow"),
               messages.end())
         << traceText();
+}
+
+// A client that gives up while initialize waits for the server calls
+// uninitialize from another thread: the wait ends at once, initialize gives
+// 1 and nothing is left running, whichever answer was awaited.
+void RegistrationE2E::uninitializeWhileWaitingFor(const char* awaited) {
+    startTrace();
+    const std::size_t threadsBefore = threadCount();
+    std::atomic<int> result{-2};
+    std::thread registering([&] {
+        PtapParameters out{};
+        result = api().initialize(&params_, &out);
+    });
+    const bool reached = waitFor([&] {
+        const auto m = traceMessages();
+        return std::find(m.begin(), m.end(), awaited) != m.end();
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(api().uninitialize(), 0);
+    registering.join();
+    ASSERT_TRUE(reached);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    EXPECT_EQ(result.load(), 1);
+    const auto messages = traceMessages();
+    EXPECT_NE(std::find(messages.begin(), messages.end(), "[CP :: ERROR] Startup cancelled: uninitialize"),
+              messages.end());
+    EXPECT_EQ(threadCount(), threadsBefore);
+}
+
+TEST_F(RegistrationE2E, UninitializeFromAnotherThreadEndsTheWaitForTheStartAnswer) {
+    ptap_.stayBusy();
+    uninitializeWhileWaitingFor("[CP] Module starting");
+}
+
+TEST_F(RegistrationE2E, UninitializeFromAnotherThreadEndsTheWaitForTheRsipAcknowledgment) {
+    mgcp_.setAnswer(sim::MgcpAnswer::Never);
+    uninitializeWhileWaitingFor("[CP] Waiting for response: MGCP RSIP acknowledgment");
 }

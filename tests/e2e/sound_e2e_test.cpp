@@ -18,6 +18,7 @@
 
 #include "e2e_fixture.h"
 #include "tests/support_files/goertzel.h"
+#include "tests/support_files/wait_for.h"
 #include "tests/support_files/wave_file.h"
 
 namespace {
@@ -41,16 +42,6 @@ std::vector<std::int16_t> lastSoundOf(const std::filesystem::path& path, std::si
     while (!samples.empty() && samples.back() == 0) samples.pop_back();
     if (samples.size() > count) samples.erase(samples.begin(), samples.end() - static_cast<std::ptrdiff_t>(count));
     return samples;
-}
-
-template <typename Pred>
-bool waitFor(Pred pred, int timeoutMs = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
 }
 
 class SoundE2E : public SoftphoneE2E {
