@@ -622,19 +622,21 @@ typedef void (*AudioRecordCallback)(const void* pcm, int bytes);
  * Callbacks may fire from the library's threads before it returns.
  *
  * A second call while registered changes nothing and returns ::SP_INIT_OK
- * without writing `out`. Call from one client thread, never from a callback,
- * and with no other export of the call core in progress.
+ * without writing `out`; one made while another thread is inside
+ * initialize() waits for it first. Never call from a callback. An
+ * uninitialize() from another thread ends the wait for the server within
+ * 100 ms, and initialize() then returns ::SP_INIT_FAILED.
  *
  * @param params the network data and callbacks; copied, the caller keeps it
  * @param out    receives the server's parameters (176 bytes, caller-owned);
  *               checked only after registration
  * @return ::SP_INIT_OK registered;
- *         ::SP_INIT_ERROR for a null `params` (the engine then stays in
- *         place unstarted, and a later initialize() returns ::SP_INIT_OK at
- *         once: call uninitialize() first), for a null `out` (the terminal
+ *         ::SP_INIT_ERROR for a null `params` (nothing is left started),
+ *         for a null `out` (the terminal
  *         is registered all the same), or an object that could not be made;
  *         ::SP_INIT_FAILED no answer to START or RSIP in time, a busy answer,
- *         or the PTAP or MGCP port already taken;
+ *         the PTAP or MGCP port already taken, or an uninitialize() from
+ *         another thread;
  *         ::SP_INIT_REFUSED, ::SP_INIT_WRONG_CONNECTION_INFO,
  *         ::SP_INIT_INCORRECT_CARD the server's refusals.
  *         On any result but ::SP_INIT_OK the trace file names the step.
@@ -645,8 +647,10 @@ SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out);
  * Stops the engine: the tone player, then the signalling and voice threads,
  * which are joined, then closes the trace file (when an engine was running).
  * Sends nothing to the server. Blocks until the threads have ended, normally
- * well under a second. Safe to call when not initialized. Call from the
- * thread that called initialize(), never from a callback. The sound engine
+ * well under a second. Safe to call when not initialized. Never call from a
+ * callback. Called from another thread while initialize() waits for the
+ * server, it ends that wait, waits for initialize() to return (within
+ * 100 ms), then stops what is left. The sound engine
  * is not touched: AudioModuleShutdown() stops it.
  * @return 0 always
  */

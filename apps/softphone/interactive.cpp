@@ -119,7 +119,7 @@ int runInteractive(const InteractiveOptions& options) {
         screen.draw(handler.display(), status);
         // No more keys can come: the program ends as soon as it can end
         // cleanly, that is once initialize has returned.
-        if (inputEnded && registrar.stopUnlessInitializing()) break;
+        if (inputEnded && !registrar.initializing()) break;
         const int key = terminal.readKey(100);
         if (key == RawTerminal::kEndOfInput) {
             if (!inputEnded) screen.log("standard input closed: quitting");
@@ -159,19 +159,8 @@ int runInteractive(const InteractiveOptions& options) {
             engine.put_key(SP_KEY_SOFT_FIRST + static_cast<std::uint32_t>(c - 'a'));
         }
     }
-    if (!registrar.stopUnlessInitializing()) {
-        // initialize can't be cut short, and what it runs can't be freed
-        // under it: the process ends here, and with it the library's threads
-        // and sockets. (A windowed client would close its window instead,
-        // and uninitialize once initialize has returned.)
-        std::fputs("\r\nsoftphone: quit while registering; ending without waiting for initialize\r\n", stdout);
-        std::fflush(stdout);
-        RawTerminal::restoreNow();
-        std::_Exit(1);
-    }
-
     const bool wasRegistered = registrar.registrations() > 0;
-    registrar.stop();  // uninitializes
+    registrar.stop();  // ends a registration under way, and uninitializes
     bridge.stop();
     engine.AudioModuleShutdown();
     pump.stop();

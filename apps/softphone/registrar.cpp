@@ -52,20 +52,17 @@ void Registrar::registerAgain() {
 }
 
 void Registrar::stop() {
+    bool initializing = false;
     {
         std::lock_guard<std::mutex> lock(mMutex);
         mStop = true;
+        initializing = mInitializing;
         mWake.notify_all();
     }
+    // An initialize still waiting for the server is ended by an
+    // uninitialize from this thread: it gives up within 100 ms.
+    if (initializing) mEngine.uninitialize();
     if (mThread.joinable()) mThread.join();
-}
-
-bool Registrar::stopUnlessInitializing() {
-    std::lock_guard<std::mutex> lock(mMutex);
-    if (mInitializing) return false;
-    mStop = true;
-    mWake.notify_all();
-    return true;
 }
 
 std::string Registrar::status() const {

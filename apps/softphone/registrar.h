@@ -36,14 +36,15 @@ public:
     void start();
     // The link is gone: uninitialize and register again.
     void registerAgain();
-    // Ends the thread once initialize has returned; the engine is left
-    // uninitialized.
+    // Ends the thread, cutting short an initialize under way; the engine
+    // is left uninitialized.
     void stop();
-    // Tells the thread to end, unless it is inside initialize, which can't
-    // be cut short: then false, and nothing changes.
-    bool stopUnlessInitializing();
 
     bool registered() const { return mRegistered.load(); }
+    bool initializing() const {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mInitializing;
+    }
     int registrations() const { return mRegistrations.load(); }
     // The status line: registered, or what it waits for with a count-down.
     std::string status() const;
