@@ -631,8 +631,9 @@ typedef void (*AudioRecordCallback)(const void* pcm, int bytes);
  * @param out    receives the server's parameters (176 bytes, caller-owned);
  *               checked only after registration
  * @return ::SP_INIT_OK registered;
- *         ::SP_INIT_ERROR for a null `params` (nothing is left started),
- *         for a null `out` (the terminal
+ *         ::SP_INIT_ERROR for a null `params` (the engine then stays in
+ *         place unstarted, and a later initialize() returns ::SP_INIT_OK at
+ *         once: call uninitialize() first), for a null `out` (the terminal
  *         is registered all the same), or an object that could not be made;
  *         ::SP_INIT_FAILED no answer to START or RSIP in time, a busy answer,
  *         the PTAP or MGCP port already taken, or an uninitialize() from

@@ -106,8 +106,6 @@ SP_EXPORT int initialize(const ParameterContainer* params, PtapParameters* out) 
 
         if (cp->setParameters(params) != 0) {
             Tracer::instance()->trace(kTraceCritical, "[CRITICAL ERROR] PTAP initialization data is invalid");
-            // Nothing was started: a later initialize starts afresh.
-            destroyCallProcessor();
             return -1;
         }
         setStarting(cp);
