@@ -15,7 +15,6 @@
 #include "sim/mgcp_server.h"
 #include "sim/ptap_server.h"
 #include "sim/reference_codec.h"
-#include "sim/rtp_party.h"
 #include "sim/rtp_peer.h"
 
 namespace {
@@ -181,10 +180,11 @@ TEST_F(VoiceE2E, ANewFarEndStartingLowerWithoutAnMdcxIsHeardAtOnce) {
     ASSERT_GE(after.size(), spoken.size() / 2);
 
     // Where the new far end's first sample stands in what was heard, by the
-    // best correlation with what it sent.
+    // best correlation of its first half second with what it sent: the
+    // moment it takes over, before the stream's own timing has a say.
     double best = -1.0;
     std::size_t shift = 0;
-    const std::size_t n = spoken.size() / 2;
+    const std::size_t n = 25 * sim::kSamplesPerPacket;
     for (std::size_t s = 0; s + n <= after.size() && s <= 1600; ++s) {
         double xy = 0.0, xx = 0.0, yy = 0.0;
         for (std::size_t i = 0; i < n; ++i) {
@@ -199,7 +199,7 @@ TEST_F(VoiceE2E, ANewFarEndStartingLowerWithoutAnMdcxIsHeardAtOnce) {
         }
     }
     RecordProperty("correlation", std::to_string(best));
-    EXPECT_GE(sim::alignedCorrelation(spoken, after, 1600), 0.95);
+    EXPECT_GE(best, 0.95);
     ASSERT_LT(shift, sampleTimes.size());
     RecordProperty("first_sample_out_ms", std::to_string(sampleTimes[shift] - takeOverMs));
     EXPECT_LE(sampleTimes[shift] - takeOverMs, 100.0) << "from its first packet to its first sample out";
