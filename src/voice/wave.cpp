@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "common/tracer.h"
 #include "platform/socket_error.h"
@@ -12,6 +13,7 @@
 #include "voice/g711.h"
 #include "voice/plc.h"
 #include "voice/rtp.h"
+#include "voice/rtp_header.h"
 
 // One use of the parts by a path that runs without the lock. Entering
 // before the gate check, and leaving after, lets shutdown wait for it.
@@ -120,6 +122,11 @@ int Wave::shutdown() {
     if (mBuffer) {
         mBuffer->shutdown();
         mBuffer.reset();
+    }
+    {
+        platform::LockGuard stream(mStreamLock);
+        mProbation.forget();
+        dropHeld();
     }
     mG711.reset();
     mPlc.reset();
@@ -272,6 +279,9 @@ int Wave::setVoiceActive(bool active) {
 int Wave::resetBuffer() {
     platform::LockGuard guard(mLock);
     if (!mBuffer) return 1;
+    platform::LockGuard stream(mStreamLock);
+    mProbation.forget();
+    dropHeld();
     return mBuffer->clear(0, Buffer::kSlotCount, true, false);
 }
 
@@ -362,11 +372,52 @@ int Wave::storePacket(const RtpPacket& packet, std::uint32_t arrivalMs) {
     if (!decode(mCodec.load(), packet.payload.get(), packet.payloadLength, frame->data())) return 1;
     // Between calls the stream is decoded and dropped here.
     if (!mVoiceActive.load()) return 1;
-    const RtpHeader header = packet.fields();
+    return followStream(std::move(frame), packet.fields(), arrivalMs);
+}
+
+// Only packets that continue the stream reach the Buffer; see
+// receive_probation.h for why. A run that replaces the stream gets a Buffer
+// reset as for a new call, and is played from its first packet on.
+int Wave::followStream(VoiceFramePtr frame, const RtpHeader& header, std::uint32_t arrivalMs) {
+    platform::LockGuard guard(mStreamLock);
+    switch (mProbation.check(header.ssrc, header.sequence)) {
+        case ReceiveProbation::Verdict::kAccept:
+            dropHeld();
+            return putFrame(frame, header.sequence, header.timestamp, arrivalMs);
+        case ReceiveProbation::Verdict::kHoldNew:
+            dropHeld();
+            [[fallthrough]];
+        case ReceiveProbation::Verdict::kHold:
+            // The verdicts hold no more than a run less one packet.
+            if (mHeldCount >= static_cast<int>(mHeld.size())) return 1;
+            mHeld[static_cast<std::size_t>(mHeldCount++)] =
+                HeldFrame{std::move(frame), header.sequence, header.timestamp, arrivalMs};
+            return 0;
+        case ReceiveProbation::Verdict::kRestart: {
+            Tracer::instance()->trace(kTraceDetail, "[WAVE] Receive stream restarted - SSRC [%08X] at sequence %u",
+                                      static_cast<unsigned>(header.ssrc), static_cast<unsigned>(header.sequence));
+            mBuffer->clear(0, Buffer::kSlotCount, true, false);
+            for (int i = 0; i < mHeldCount; ++i) {
+                HeldFrame& held = mHeld[static_cast<std::size_t>(i)];
+                putFrame(held.frame, held.sequence, held.timestamp, held.arrivalMs);
+            }
+            dropHeld();
+            return putFrame(frame, header.sequence, header.timestamp, arrivalMs);
+        }
+        case ReceiveProbation::Verdict::kDrop:
+            break;
+    }
+    return 1;
+}
+
+int Wave::putFrame(VoiceFramePtr& frame, std::uint16_t sequence, std::uint32_t timestamp, std::uint32_t arrivalMs) {
     // On refusal (late or a duplicate) the frame is still ours and goes.
-    return mBuffer->put(frame, header.sequence, header.timestamp, kFrameBytes, nullptr, arrivalMs) == Buffer::kStored
-               ? 0
-               : 1;
+    return mBuffer->put(frame, sequence, timestamp, kFrameBytes, nullptr, arrivalMs) == Buffer::kStored ? 0 : 1;
+}
+
+void Wave::dropHeld() {
+    for (HeldFrame& held : mHeld) held = HeldFrame{};
+    mHeldCount = 0;
 }
 
 int Wave::receiveVoice(void* pcm, const int*, int* length) {

@@ -4,6 +4,7 @@
 // frames out through concealment.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -15,13 +16,15 @@
 #include "platform/event.h"
 #include "platform/recursive_lock.h"
 #include "platform/thread.h"
+#include "voice/buffer.h"
+#include "voice/receive_probation.h"
 #include "voice/rtp_port.h"
 
-class Buffer;
 class G711;
 class PLC;
 class RTP;
 struct CodecHandle;
+struct RtpHeader;
 struct RtpPacket;
 
 class Wave : public Module {
@@ -79,7 +82,8 @@ public:
     // Gate between the decoder and the Buffer: closed, packets are decoded
     // and dropped.
     int setVoiceActive(bool active);
-    // Throws away queued frames and makes playout wait for a new fill.
+    // Throws away queued frames and makes playout wait for a new fill; the
+    // next packet received starts the stream.
     int resetBuffer();
 
     // The send path: one frame, `*length` must be 320. 0 sent, 1 dropped
@@ -92,7 +96,8 @@ public:
 
     // The receive thread's work for one packet: decode by the session's
     // codec and, while voice is active, store the frame by its sequence
-    // number. 0 stored; 1 dropped.
+    // number if the packet continues the stream (receive_probation.h).
+    // 0 stored, or held until its run is confirmed; 1 dropped.
     int storePacket(const RtpPacket& packet, std::uint32_t arrivalMs);
 
     bool voiceActive() const { return mVoiceActive.load(); }
@@ -112,6 +117,9 @@ private:
     void receiveThread();
     bool decode(std::int32_t codec, const std::uint8_t* payload, std::int32_t payloadLength, std::int16_t* frame);
     void closeCodecHandles();
+    int followStream(VoiceFramePtr frame, const RtpHeader& header, std::uint32_t arrivalMs);
+    int putFrame(VoiceFramePtr& frame, std::uint16_t sequence, std::uint32_t timestamp, std::uint32_t arrivalMs);
+    void dropHeld();
 
     const std::uint16_t mLocalPort;
     const platform::Clock& mClock;
@@ -127,6 +135,20 @@ private:
     std::atomic<std::int32_t> mAlawShift{3};
     std::atomic<std::uint32_t> mPacketsReceived{0};
     mutable platform::ManualResetEvent mPacketTaken;
+    // The stream the receive path follows and the frames of a run on
+    // probation. The lock makes a reset and a packet taken in exclude each
+    // other, so that no frame of the last call lands in a Buffer reset for
+    // the next. It is taken under mLock, never the other way round.
+    platform::RecursiveLock mStreamLock;
+    ReceiveProbation mProbation;
+    struct HeldFrame {
+        VoiceFramePtr frame;
+        std::uint16_t sequence = 0;
+        std::uint32_t timestamp = 0;
+        std::uint32_t arrivalMs = 0;
+    };
+    std::array<HeldFrame, ReceiveProbation::kConfirmingPackets - 1> mHeld;
+    int mHeldCount = 0;
     CodecHandle* mEncoder = nullptr;  // used by the send path only
     CodecHandle* mDecoder = nullptr;  // used by the receive thread only
 

@@ -210,6 +210,35 @@ TEST_F(MgcpLink, CommandsAreAnsweredByTheTableOfReturnCodesAndTheTerminalEchoesT
     EXPECT_TRUE(eventually([this] { return mParent.mLocks.load() == mParent.mUnlocks.load(); }));
 }
 
+// A command whose endpoint token begins with the terminal's name and goes on
+// renames the terminal. Here the token of a damaged RQNT runs on to the next
+// blank, over its line end: from then on the server's commands to the old
+// name are answered as ever but raise nothing, so a DLCX and a new CRCX
+// leave the media as they were, and the terminal's NTFYs carry the new name.
+TEST_F(MgcpLink, ALongerEndpointTokenRenamesTheTerminalAndTheOldNameIsAnsweredButNotActedOn) {
+    startEngine();
+    registerTerminal();
+    const auto exchange = [this](const std::string& text, std::size_t& next, std::size_t answers) {
+        EXPECT_TRUE(mServer.sendCommand(text));
+        std::string last;
+        for (std::size_t i = 0; i < answers; ++i) last = datagram(next++);
+        return last.substr(0, last.find("\r\n"));
+    };
+    std::size_t next = 1;
+    EXPECT_EQ(exchange(command("CRCX", 31, "C: 1\r\nM: sendrecv\r\n"), next, 2), "200 31 OK");
+    ASSERT_EQ(mParent.mEvents.load(), 1);
+    EXPECT_EQ(exchange("RQNT 39 d1@0011223344ff.lo\nS: X-P/l1E10 \r\nng(010),X-P/vc)\r\n", next, 1), "200 39 OK");
+    const int events = mParent.mEvents.load();
+    EXPECT_EQ(exchange(command("DLCX", 40, "C: 1\r\nI: 7\r\n"), next, 1), "250 40");
+    EXPECT_EQ(exchange(command("CRCX", 41, "C: 2\r\nM: sendrecv\r\n"), next, 2), "200 41 OK");
+    EXPECT_EQ(mParent.mEvents.load(), events) << "the server can't tell: every command was answered";
+    ASSERT_EQ(mMgcp->post(MgcpOperation::kNtfy, "0c30"), 0);
+    EXPECT_EQ(datagram(next++).substr(0, 31), "NTFY 2 d1@0011223344ff.lo\n MGCP")
+        << "the new name, as much as the field holds";
+    EXPECT_EQ(exchange("CRCX 42 d1@0011223344ff.lo\n MGCP 1.0\r\nM: sendrecv\r\n", next, 2), "200 42 OK");
+    EXPECT_EQ(mParent.mEvents.load(), events + 1) << "commands to the new name are acted on";
+}
+
 TEST_F(MgcpLink, StartNeedsAParentAndShutdownFreesBufferedCommandsAndRestartBeginsAnew) {
     EXPECT_EQ(mMgcp->setNetworkInitData(nullptr), 1);
     EXPECT_EQ(mMgcp->setNetworkInitData(&mInitData), 0);

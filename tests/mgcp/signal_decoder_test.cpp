@@ -115,6 +115,19 @@ TEST(SignalDecoder, KeyLabelsFillTheirEntriesAndClipLengths) {
     EXPECT_EQ(std::string(block.data() + entry33 + 4, 12), std::string(12, 'D'));
 }
 
+TEST(SignalDecoder, KeyLabelsTakeNoMoreThan48Entries) {
+    // A count of 0x40: 48 entries of index 00 and no text, then entry 49
+    // names index 5 with "E". The block counts 48 and never reads the 49th.
+    std::string labels = "0140";
+    for (int n = 0; n < 48; ++n) labels += "0000";
+    labels += "050145";
+    SignalBlock block;
+    decodeSignal(DatagramView("slc(" + labels + ")"), block);
+    EXPECT_EQ(block.int32At(kKeyLabelsOffset), 48);
+    EXPECT_EQ(block.int32At(kKeyLabelsOffset + 4), 1);
+    EXPECT_EQ(block.int32At(kKeyLabelEntryOffset + 5 * kKeyLabelEntrySize), 0);
+}
+
 TEST(SignalDecoder, DisplayTextLongerThanTheBlockIsCutAndTerminated) {
     // 255 bytes of 0x1E, each thirty blanks: far more than the block holds.
     std::string text = "lcdp(220101FF";

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <set>
 
 #include "platform/event.h"
 #include "platform/thread.h"
@@ -91,13 +92,22 @@ TEST_F(LoopedRtp, SendsToTheLocalPortAndStepsTheCountersOnlyWhenItSends) {
     EXPECT_EQ(static_cast<std::uint16_t>(a.sequence + 1), b.sequence);
     EXPECT_EQ(a.timestamp + RTP::kTimestampStep, b.timestamp);
 
-    // A new session starts its counters apart, each below 65536, and aims
-    // at the local port again whatever remote port was set before.
-    rtp.setRemotePort(9);
-    ASSERT_EQ(rtp.open(0x11223344), 0);
-    ASSERT_EQ(sendPayload(4), 0);
-    const RtpHeader c = receiveHeader(16);
-    EXPECT_TRUE(a.sequence != c.sequence || a.timestamp != c.timestamp);
+    // Each new session draws both counters afresh, each below 65536, and
+    // aims at the local port again whatever remote port was set before.
+    // Four sessions with one sequence number, or one timestamp, would be a
+    // chance of 2^-48.
+    std::set<std::uint16_t> sequences = {a.sequence};
+    std::set<std::uint32_t> timestamps = {a.timestamp};
     EXPECT_LT(a.timestamp, 65536u);
-    EXPECT_LT(c.timestamp, 65536u);
+    for (int session = 0; session < 3; ++session) {
+        rtp.setRemotePort(9);
+        ASSERT_EQ(rtp.open(0x11223344), 0);
+        ASSERT_EQ(sendPayload(4), 0);
+        const RtpHeader c = receiveHeader(16);
+        sequences.insert(c.sequence);
+        timestamps.insert(c.timestamp);
+        EXPECT_LT(c.timestamp, 65536u);
+    }
+    EXPECT_GT(sequences.size(), 1u);
+    EXPECT_GT(timestamps.size(), 1u);
 }

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "sim/reference_codec.h"
@@ -20,11 +21,12 @@ namespace {
 using Frame = std::vector<std::int16_t>;
 using Payload = std::vector<std::uint8_t>;
 
-std::unique_ptr<RtpPacket> makePacket(std::uint16_t sequence, const Payload& payload, std::uint8_t payloadType = 0) {
+std::unique_ptr<RtpPacket> makePacket(std::uint16_t sequence, const Payload& payload, std::uint8_t payloadType = 0,
+                                      std::uint32_t ssrc = 0x1234) {
     int size = static_cast<int>(payload.size());
     std::unique_ptr<RtpPacket> packet(RTP::createPacket(&size));
     if (!payload.empty()) std::memcpy(packet->payload.get(), payload.data(), payload.size());
-    writeRtpHeader(packet->header, payloadType, sequence, 1000u + 160u * sequence, 0x1234);
+    writeRtpHeader(packet->header, payloadType, sequence, 1000u + 160u * sequence, ssrc);
     return packet;
 }
 
@@ -112,6 +114,34 @@ TEST_F(WaveTest, EachCodecDecodesAsTheReferenceAndPlaysThroughTheDelayLine) {
         const std::vector<Frame> expected = expectedPlayout(c.decoded);
         for (std::size_t k = 2; k < out.size(); ++k) EXPECT_EQ(out[k], expected[k - 2]) << "tick " << k;
     }
+}
+
+// Each packet carries one u-law byte throughout, so the end of each frame
+// out (past the delay line's 75 samples) tells which packet it came from.
+TEST_F(WaveTest, AStrayPacketChangesNothingAndANewSourceStartingLowerIsHeardAfterThreePackets) {
+    std::vector<std::string> heard;
+    const auto send = [&](std::uint16_t sequence, int id, std::uint32_t ssrc, bool tickAfter) {
+        const Payload payload(160, static_cast<std::uint8_t>(0x10 + id));
+        EXPECT_EQ(wave.storePacket(*makePacket(sequence, payload, 0, ssrc), 20u * sequence), 0) << sequence;
+        if (!tickAfter) return;
+        const Frame frame = tick();
+        if (frame.empty()) return;
+        std::string name = "?";
+        for (int k = 0; k < 64; ++k)
+            if (frame.back() == G711::ulawToLinear(static_cast<std::uint8_t>(0x10 + k))) name = std::to_string(k);
+        heard.push_back(name);
+    };
+    for (int k = 0; k < 10; ++k) send(static_cast<std::uint16_t>(40000 + k), k, 0xA, true);
+    // Its own source, a thousand numbers ahead.
+    send(41009, 50, 0xA, false);
+    for (int k = 10; k < 20; ++k) send(static_cast<std::uint16_t>(40000 + k), k, 0xA, true);
+    // A far end that takes over lower: its first packet plays once its third
+    // has come. Meanwhile the old stream's last frame waits a concealed tick
+    // (a repeat of what came before), and goes with the reset.
+    for (int k = 20; k < 25; ++k) send(static_cast<std::uint16_t>(k), k, 0xB, true);
+    const std::vector<std::string> expected = {"0",  "1",  "2",  "3",  "4",  "5",  "6",  "7",  "8",  "9",  "10", "11",
+                                               "12", "13", "14", "15", "16", "17", "18", "17", "20", "21", "22"};
+    EXPECT_EQ(heard, expected);
 }
 
 TEST_F(WaveTest, StoreTakesAFullPayloadOfAKnownCodecWhileVoiceIsActive) {
