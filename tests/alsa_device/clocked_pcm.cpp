@@ -168,11 +168,11 @@ int clockedPrepare(snd_pcm_ioplug_t* io) {
     // Wake-ups four times a period, so that a writer waiting for room
     // hears of it soon after the clock makes it.
     const std::uint64_t periodNs = static_cast<std::uint64_t>(io->period_size) * 1000000000u / io->rate / 4;
-    itimerspec spec{};
-    spec.it_interval.tv_sec = static_cast<time_t>(periodNs / 1000000000u);
-    spec.it_interval.tv_nsec = static_cast<long>(periodNs % 1000000000u);
-    spec.it_value = spec.it_interval;
-    timerfd_settime(c->timer, 0, &spec, nullptr);
+    itimerspec interval{};
+    interval.it_interval.tv_sec = static_cast<time_t>(periodNs / 1000000000u);
+    interval.it_interval.tv_nsec = static_cast<long>(periodNs % 1000000000u);
+    interval.it_value = interval.it_interval;
+    timerfd_settime(c->timer, 0, &interval, nullptr);
     c->note("prepare", 0);
     return 0;
 }
