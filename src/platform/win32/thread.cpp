@@ -70,6 +70,9 @@ struct Thread::State {
         State* self = static_cast<State*>(raw);
         tThreadId = self->id;
         self->body();
+        // The last of the library's code the thread runs: an unload that
+        // saw this event may go on, and leaves the thread only its return
+        // into the C runtime.
         ::SetEvent(self->finished);
         return 0;
     }
