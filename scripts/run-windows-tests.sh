@@ -23,6 +23,7 @@ wine_for() {  # the loader for an architecture, or nothing
     i686) for w in /usr/lib/wine/wine "$(command -v wine || true)"; do
             [ -x "$w" ] && [ -e /usr/lib/i386-linux-gnu/wine ] && { echo "$w"; return; }; done ;;
   esac
+  return 0
 }
 
 status=0
