@@ -5,11 +5,22 @@
  *
  *   cc minimal_client.c $(pkg-config --cflags --libs softphone)
  *   ./a.out [server-address]
+ *
+ * For Windows with MinGW, against softphone.dll's import library:
+ *   x86_64-w64-mingw32-gcc minimal_client.c -Iinclude libsoftphone.dll.a -lws2_32
  */
-#include <arpa/inet.h>
 #include <stdio.h>
 #include <string.h>
+
+#if defined(_WIN32)
+/* Windows: link with the import library and ws2_32 (for inet_addr). */
+#include <winsock2.h>
+#include <windows.h>
+#define sleep(seconds) Sleep((seconds) * 1000u)
+#else
+#include <arpa/inet.h>
 #include <unistd.h>
+#endif
 
 #include <softphone.h>
 

@@ -1,9 +1,14 @@
 #include "sim/softphone_library.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <chrono>
 #include <cstring>
+#include <string>
 
 namespace sim {
 
@@ -20,15 +25,28 @@ SoftphoneLibrary::~SoftphoneLibrary() {
 
 bool SoftphoneLibrary::load(const std::string& path) {
     unload();
+#if defined(_WIN32)
+    // As a Windows client loads it.
+    mHandle = reinterpret_cast<void*>(::LoadLibraryA(path.c_str()));
+    if (mHandle == nullptr) {
+        mError = "LoadLibrary failed with error " + std::to_string(::GetLastError());
+        return false;
+    }
+#else
     mHandle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (mHandle == nullptr) {
         const char* why = ::dlerror();
         mError = why != nullptr ? why : "dlopen failed";
         return false;
     }
+#endif
     bool ok = true;
     auto resolve = [&](auto& slot, const char* name) {
+#if defined(_WIN32)
+        void* symbol = reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(mHandle), name));
+#else
         void* symbol = ::dlsym(mHandle, name);
+#endif
         if (symbol == nullptr && ok) {
             ok = false;
             mError = std::string("missing export ") + name;
@@ -43,7 +61,11 @@ bool SoftphoneLibrary::load(const std::string& path) {
 }
 
 void SoftphoneLibrary::unload() {
+#if defined(_WIN32)
+    if (mHandle != nullptr) ::FreeLibrary(static_cast<HMODULE>(mHandle));
+#else
     if (mHandle != nullptr) ::dlclose(mHandle);
+#endif
     mHandle = nullptr;
     mApi = SoftphoneApi{};
 }

@@ -77,4 +77,16 @@ void UdpPeer::run() {
     }
 }
 
+bool secondLoopbackAddressSends() {
+    static const bool sends = [] {
+        UdpPeer second;
+        UdpPeer first;
+        if (!second.start(0, 0x7F000002) || !first.start(0, kLoopbackAddress)) return false;
+        const char probe = 'p';
+        if (!second.sendTo(kLoopbackAddress, first.port(), &probe, 1) || !first.waitForCount(1, 2000)) return false;
+        return first.received().front().fromAddress == 0x7F000002;
+    }();
+    return sends;
+}
+
 }  // namespace sim

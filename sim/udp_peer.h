@@ -28,6 +28,11 @@ struct Datagram {
     std::string_view text() const { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 };
 
+// Whether a socket bound to 127.0.0.2 is seen to send from that address.
+// Found by trying: Wine binds such a UDP socket to the any-address of its
+// interface, so its datagrams come from 127.0.0.1 there.
+bool secondLoopbackAddressSends();
+
 class UdpPeer {
 public:
     // Called on the peer's own thread for each datagram, after it has been

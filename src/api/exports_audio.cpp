@@ -9,6 +9,16 @@
 #include "common/tracer.h"
 
 namespace {
+// Wide text crosses the boundary as UTF-16 code units: char16_t inside,
+// the client's wchar_t on Windows. Both are 16-bit units of the same text.
+static_assert(sizeof(sp_wchar_t) == sizeof(char16_t), "wide text is UTF-16 at the boundary");
+const char16_t* units(const sp_wchar_t* text) {
+    return reinterpret_cast<const char16_t*>(text);
+}
+char16_t*** units(sp_wchar_t*** list) {
+    return reinterpret_cast<char16_t***>(list);
+}
+
 std::atomic<int> sAudioUsers{0};
 CountedAccess<Audio> audio() {
     return CountedAccess<Audio>(gAudio, sAudioUsers);
@@ -70,14 +80,14 @@ SP_EXPORT int AudioModuleRegisterCallback(AudioRecordCallback callback) {
 SP_EXPORT int AudioModuleGetInDevice(sp_wchar_t*** list) {
     return guarded(-1, [&]() -> int {
         auto a = audio();
-        return a ? a->inDeviceList(list) : -1;
+        return a ? a->inDeviceList(units(list)) : -1;
     });
 }
 
 SP_EXPORT int AudioModuleGetOutDevice(sp_wchar_t*** list) {
     return guarded(-1, [&]() -> int {
         auto a = audio();
-        return a ? a->outDeviceList(list) : -1;
+        return a ? a->outDeviceList(units(list)) : -1;
     });
 }
 
@@ -90,7 +100,7 @@ SP_EXPORT int AudioModuleSetDevice(int output, int file, int input) {
 
 SP_EXPORT int AudioModulePlayFile(const sp_wchar_t* path, int repeat) {
     return guarded(0, [&]() -> int {
-        if (auto a = audio()) a->playFile(path, repeat);
+        if (auto a = audio()) a->playFile(units(path), repeat);
         return 0;
     });
 }
@@ -141,7 +151,7 @@ SP_EXPORT void AudioModuleSetWindowHandle(void* window) {
 
 SP_EXPORT int AudioModulePlayTone(const sp_wchar_t* path, int repeat) {
     return guarded(0, [&]() -> int {
-        if (auto a = audio()) a->playTone(path, repeat);
+        if (auto a = audio()) a->playTone(units(path), repeat);
         return 0;
     });
 }

@@ -3,6 +3,8 @@
 #include <map>
 #include <mutex>
 
+#include "platform/module_sound.h"
+
 namespace wave_resources {
 
 namespace {
@@ -34,7 +36,8 @@ void clear() {
 bool copy(const std::u16string& name, std::vector<std::uint8_t>& out) {
     std::lock_guard<std::mutex> lock(table().mutex);
     auto it = table().blobs.find(name);
-    if (it == table().blobs.end()) return false;
+    // Not handed over by the client: perhaps built into its program.
+    if (it == table().blobs.end()) return platform::readModuleSound(name, out);
     out = it->second;
     return true;
 }

@@ -11,7 +11,8 @@ namespace wave_resources {
 void add(const std::u16string& name, std::vector<std::uint8_t> blob);
 bool remove(const std::u16string& name);
 void clear();
-// Copies the blob of `name` into `out`; false when there is none.
+// Copies the blob of `name` into `out`, or else the sound of that name
+// built into the client's program; false when there is neither.
 bool copy(const std::u16string& name, std::vector<std::uint8_t>& out);
 
 }  // namespace wave_resources

@@ -18,11 +18,24 @@ public:
     bool wait(unsigned timeoutMs) const;
     const std::string& name() const { return mName; }
 
+    ManualResetEvent(const ManualResetEvent&) = delete;
+    ManualResetEvent& operator=(const ManualResetEvent&) = delete;
+#if defined(_WIN32)
+    ~ManualResetEvent();
+#endif
+
 private:
     std::string mName;
+#if defined(_WIN32)
+    // The system's event object, made on first use.
+    void* handle() const;
+    mutable std::mutex mMutex;
+    mutable void* mHandle = nullptr;
+#else
     mutable std::mutex mMutex;
     mutable std::condition_variable mChanged;
     bool mSet = false;
+#endif
 };
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace platform {
 
@@ -22,7 +23,8 @@ public:
     void close();
 
 private:
-    int mFd = -1;
+    // The system's handle of the file; -1 when none is open.
+    std::intptr_t mFd = -1;
 };
 
 }  // namespace platform

@@ -60,8 +60,12 @@ private:
     ReceiveResult receiveImpl(void* buffer, std::size_t capacity, int timeoutMs);
 
     std::atomic<bool> mOpen{false};
-    int mFd = -1;
-    int mWakeFd = -1;
+    // The system's handles: the socket, and what a close signals to wake
+    // the receivers (on Windows also the event the socket signals when a
+    // datagram waits). -1 when none is open.
+    std::intptr_t mFd = -1;
+    std::intptr_t mWakeFd = -1;
+    std::intptr_t mReadyEvent = -1;
     std::uint16_t mLocalPort = 0;
     std::mutex mMutex;
     std::condition_variable mReceiversLeft;

@@ -140,8 +140,9 @@ int waveOpen(WaveDirection direction, const std::u16string& name, const WaveForm
 // background; true when none is left.
 bool settleWaveOpens(int timeoutMs);
 
-// Which backends are in use. Automatic: ALSA devices then the virtual ones,
-// the default on ALSA when it opens. The others restrict to one backend.
+// Which backends are in use. Automatic: the system's devices then the
+// virtual ones, the default on the system's when it opens. The others
+// restrict to one backend; Alsa names the system's backend, whichever it is.
 enum class WaveBackendChoice { Automatic, Alsa, Virtual };
 void selectWaveBackend(WaveBackendChoice choice);
 WaveBackendChoice selectedWaveBackend();
@@ -150,5 +151,8 @@ void setAlsaDefaultDevice(const std::string& name);
 
 WaveBackend& alsaWaveBackend();
 WaveBackend& virtualWaveBackend();
+// The sound system of the machine: ALSA on Linux, the wave devices on
+// Windows.
+WaveBackend& systemWaveBackend();
 
 }  // namespace platform

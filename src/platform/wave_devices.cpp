@@ -18,7 +18,7 @@ struct Backends {
 Backends backendsInUse() {
     Backends b;
     WaveBackendChoice choice = gChoice.load();
-    if (choice != WaveBackendChoice::Virtual) b.items[b.count++] = &alsaWaveBackend();
+    if (choice != WaveBackendChoice::Virtual) b.items[b.count++] = &systemWaveBackend();
     if (choice != WaveBackendChoice::Alsa) b.items[b.count++] = &virtualWaveBackend();
     return b;
 }

@@ -10,7 +10,13 @@ namespace platform {
 namespace {
 class SystemWaveClock final : public WaveClock {
 public:
-    std::uint64_t nowUs() const override { return monotonicTicks() / 1000u; }
+    std::uint64_t nowUs() const override {
+        // The counter's rate is the system's: nanoseconds here, the
+        // performance counter's on Windows.
+        const std::uint64_t ticks = monotonicTicks();
+        const std::uint64_t rate = ticksPerSecond();
+        return ticks / rate * 1000000u + ticks % rate * 1000000u / rate;
+    }
 };
 }  // namespace
 

@@ -55,11 +55,14 @@ TEST(UdpSocket, ParsesDottedAddresses) {
 }
 
 TEST(UdpSocket, FailuresAreTracedWithWindowsSocketsCodes) {
+#if !defined(_WIN32)
+    // Windows gives its socket codes as they are; elsewhere they are mapped.
     EXPECT_EQ(platform::socketErrorCode(EINTR), 10004);
     EXPECT_EQ(platform::socketErrorCode(EWOULDBLOCK), 10035);
     EXPECT_EQ(platform::socketErrorCode(EINPROGRESS), 10036);
     EXPECT_EQ(platform::socketErrorCode(ENETDOWN), 10050);
     EXPECT_EQ(platform::socketErrorCode(EADDRINUSE), 10048);
+#endif
     // A port already taken: the failed bind is kept as its Windows Sockets code.
     platform::UdpSocket first, second;
     ASSERT_TRUE(first.open(0, kLoopback));

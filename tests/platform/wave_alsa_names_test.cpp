@@ -1,6 +1,6 @@
 // ALSA's device names made into list names of at most 31 units: unique,
 // readable, and telling apart names that differ only at their end.
-#include "platform/wave_alsa_names.h"
+#include "platform/posix/wave_alsa_names.h"
 
 #include <gtest/gtest.h>
 

@@ -177,6 +177,7 @@ TEST_F(PtapLinkTest, UnansweredStartGoesOutSeventeenTimesByTheClockAndIsDroppedA
 TEST_F(PtapLinkTest, OnlyTheServersAddressIsHeard) {
     startEngine(0);
     registerWith(1);  // keepalive time-out 30 s, watched from now
+    if (!sim::secondLoopbackAddressSends()) GTEST_SKIP() << "127.0.0.2 does not send as itself here";
     sim::UdpPeer intruder;
     ASSERT_TRUE(intruder.start(0, 0x7F000002));  // 127.0.0.2, a second local address
     auto spoof = [&](std::uint8_t type, const Bytes& body) {

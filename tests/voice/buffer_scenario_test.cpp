@@ -23,7 +23,8 @@ const std::filesystem::path kScripts = std::filesystem::path(__FILE__).parent_pa
 
 std::vector<std::string> scriptNames() {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kScripts)) names.push_back(entry.path().filename());
+    for (const auto& entry : std::filesystem::directory_iterator(kScripts))
+        names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }

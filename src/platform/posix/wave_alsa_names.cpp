@@ -1,4 +1,4 @@
-#include "platform/wave_alsa_names.h"
+#include "platform/posix/wave_alsa_names.h"
 
 #include <set>
 

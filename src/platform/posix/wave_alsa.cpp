@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/wave_alsa_names.h"
+#include "platform/posix/wave_alsa_names.h"
 #include "platform/wave_stream.h"
 
 namespace platform {
@@ -482,6 +482,10 @@ bool settleWaveOpens(int timeoutMs) {
 WaveBackend& alsaWaveBackend() {
     static AlsaBackend backend;
     return backend;
+}
+
+WaveBackend& systemWaveBackend() {
+    return alsaWaveBackend();
 }
 
 }  // namespace platform
