@@ -229,11 +229,20 @@ void toneCall(Reader& in) {
     }
 }
 
-void soundCall(Reader& in) {
+// Calls that wait for a device to open, per input.
+struct Budget {
+    int reopens = 2;
+    int files = 2;
+};
+
+void soundCall(Reader& in, Budget& budget) {
     switch (in.small(0, 9)) {
         case 0: {
             std::vector<std::uint8_t> pcm(static_cast<std::size_t>(in.small(0, 10)) * 320 + in.small(0, 1));
             for (std::uint8_t& b : pcm) b = in.byte();
+            // Paced as a client plays: the device takes a frame each 20 ms,
+            // so the queue never holds a write back for long.
+            setting().clock.advanceMs(20 + pcm.size() / 16);
             check(AudioModulePlayVoice(pcm.data(), static_cast<int>(pcm.size())) == 0, "play voice");
             break;
         }
@@ -243,9 +252,12 @@ void soundCall(Reader& in) {
             AudioModuleRecordStart(in.byte() & 1);
             break;
         case 2:
-            AudioModuleSetDevice(in.small(-2, 3), in.small(-2, 3), in.small(-2, 3));
+            // Each device that moves is opened again, which waits for it in
+            // 10 ms rounds: a few per input.
+            if (budget.reopens-- > 0) AudioModuleSetDevice(in.small(-2, 3), in.small(-2, 3), in.small(-2, 3));
             break;
         case 3: {
+            if (budget.files-- <= 0) break;
             // A sound file of the input's bytes, played by path.
             const std::string body = in.bytes(in.small(0, 255));
             std::ofstream(setting().wavPath, std::ios::binary | std::ios::trunc) << body;
@@ -355,6 +367,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     AudioModuleSetSpeakerVolume(0, Audio::kSpeakerStep);
     AudioModuleSetRingVolume(0, Audio::kRingStep);
     AudioModuleSetMicVolume(0, Audio::kMicStep);
+    Budget budget;
     for (int call = 0; call < kMaxCalls && in.more(); ++call) {
         switch (in.small(0, 7)) {
             case 0:
@@ -371,7 +384,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 tracer_set_filter(in.word());
                 break;
             default:
-                soundCall(in);
+                soundCall(in, budget);
                 break;
         }
     }
@@ -380,5 +393,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     AudioModuleStopPlayFile();
     AudioModuleStopPlayTone();
     AudioModuleSetWindowHandle(nullptr);
+    // The output plays out what is queued before the next input.
+    setting().clock.advanceMs(1000);
     return 0;
 }
