@@ -1,10 +1,10 @@
-// Datagrams off a real socket through RTP::receive and on into a fresh Wave
-// as its receive thread takes them, then playout. The input is a run of
-// datagrams, each a two-byte length (big-endian) and its bytes, and each
-// arriving 0 to 63 ms after the one before (the low six bits of its first
-// length byte). What receive hands over is what was sent: the header bytes,
-// the payload, a length that never passes the datagram; a refused datagram
-// gives no packet. Playout gives whole frames within its room.
+// Datagrams off a real socket through RTP::receive and on into Wave as its
+// receive thread takes them, then playout. The input is a codec byte, then
+// a run of datagrams, each a two-byte length (big-endian) and its bytes,
+// each arriving 0 to 63 ms after the one before (the low six bits of its
+// first length byte). What receive hands over is what was sent: the header
+// bytes, the payload, a length that never passes the datagram; a refused
+// datagram gives no packet. Playout gives whole frames within its room.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
