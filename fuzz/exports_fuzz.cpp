@@ -4,15 +4,12 @@
 // bytes. Checked besides the sanitizers: the results each export may give,
 // a custom tone read back as it was saved, a device list that names the
 // devices, a formatted number that is a terminated text of its length.
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -43,6 +40,9 @@ void check(bool condition, const char* what) {
     }
 }
 
+struct Setting;
+Setting& setting();
+
 struct Setting {
     vw::SteppedClock clock;
     std::string root;
@@ -57,6 +57,7 @@ struct Setting {
         platform::selectWaveBackend(platform::WaveBackendChoice::Virtual);
         vw::useClock(&clock);
         fillKeyTables();
+        std::atexit([] { std::filesystem::remove_all(setting().root); });
     }
 };
 
