@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -26,22 +27,18 @@ void check(bool condition) {
     if (!condition) std::abort();
 }
 
-// A folder of the fuzzer's own in memory (/dev/shm), made once and removed at exit.
+// A folder of the fuzzer's own in memory (/dev/shm), made once and removed
+// at exit. Kept on the heap, so that it outlives the exit handler.
 const std::string& root() {
-    static const std::string folder = [] {
+    static const std::string* folder = [] {
         char pattern[] = "/dev/shm/settings-fuzz-XXXXXX";
         check(::mkdtemp(pattern) != nullptr);
-        std::string made(pattern);
-        platform::setSettingsRoot(made);
-        std::atexit([] {
-            const std::string path = platform::settingsFilePath();
-            std::remove(path.c_str());
-            std::remove(path.substr(0, path.rfind('/')).c_str());
-            std::remove(root().c_str());
-        });
+        auto* made = new std::string(pattern);
+        platform::setSettingsRoot(*made);
+        std::atexit([] { std::filesystem::remove_all(root()); });
         return made;
     }();
-    return folder;
+    return *folder;
 }
 
 std::string fileBytes() {
