@@ -137,8 +137,11 @@ public:
     }
 
     // A datagram from the server, then the marker; the engine's answers
-    // must be the shadow's.
-    void fromServer(const Bytes& datagram) {
+    // must be the shadow's. False when the script must stop here: a
+    // keepalive time-out of 0 reached a watch that was armed, and the
+    // engine's watch then times out at the next whole second, or was never
+    // armed, by whether its thread had run since the first time-out came.
+    bool fromServer(const Bytes& datagram) {
         Bytes expected;
         std::vector<int> statuses;
         std::vector<Bytes> events;
@@ -168,6 +171,16 @@ public:
         check(recorder.takeStatuses() == statuses, "statuses differ");
         check(recorder.takeEvents() == events, "events differ");
         checkState();
+        // A contact or a time-out wakes the engine's watch, which looks at
+        // once: it arms as soon as it has both.
+        if (woken && watching) {
+            woken = false;
+            const std::uint64_t now = clock.monotonicMs();
+            do {
+                check(!supervisor.poll(now).timedOut, "time-out at a contact");
+            } while (supervisor.nextPollMs() <= now);
+        }
+        return !zeroWhileArmed;
     }
 
     // A packet of the terminal's own, sent at once.
@@ -231,6 +244,7 @@ private:
                     break;
                 case ptap::Action::kStampContact:
                     supervisor.stampContact(now);
+                    woken = true;
                     break;
                 case ptap::Action::kSendAck:
                     sent.push_back(ptap::buildAck(a.tid));
@@ -246,7 +260,9 @@ private:
                     statuses.push_back(a.value);
                     break;
                 case ptap::Action::kSetKeepaliveTimeout:
+                    zeroWhileArmed = zeroWhileArmed || (a.value == 0 && supervisor.armed());
                     supervisor.setTimeout(static_cast<std::uint8_t>(a.value), now);
+                    woken = true;
                     break;
             }
         }
@@ -273,6 +289,8 @@ private:
     ptap::ResendList resends;
     ptap::KeepaliveSupervisor supervisor;
     bool watching = true;
+    bool woken = false;
+    bool zeroWhileArmed = false;
     std::uint32_t markers = 0;
     std::unique_ptr<PTAP> ptap;
 };
@@ -304,7 +322,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                         tid % kMarkerTids, type,
                         Bytes(datagram.begin() + std::min<std::size_t>(4, datagram.size()), datagram.end()));
                 }
-                link.fromServer(datagram);
+                if (!link.fromServer(datagram)) return 0;
                 break;
             }
             case 2: {
