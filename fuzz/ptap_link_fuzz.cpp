@@ -260,7 +260,11 @@ private:
                     statuses.push_back(a.value);
                     break;
                 case ptap::Action::kSetKeepaliveTimeout:
-                    zeroWhileArmed = zeroWhileArmed || (a.value == 0 && supervisor.armed());
+                    // The engine's watch may arm between two actions of one
+                    // packet: a 0 that follows a time-out stands on timing.
+                    zeroWhileArmed = zeroWhileArmed ||
+                                     (a.value == 0 &&
+                                      (supervisor.armed() || (supervisor.threshold() != 0 && supervisor.hasContact())));
                     supervisor.setTimeout(static_cast<std::uint8_t>(a.value), now);
                     woken = true;
                     break;
