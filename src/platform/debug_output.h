@@ -10,5 +10,7 @@ namespace platform {
 void debugOutput(const char* text);
 std::vector<std::string> debugOutputLines();
 void clearDebugOutput();
+// The system's own debugger channel, for each system's folder.
+void systemDebugOutput(const char* text);
 
 }  // namespace platform

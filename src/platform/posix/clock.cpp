@@ -3,7 +3,6 @@
 #include <time.h>
 
 #include <cerrno>
-#include <chrono>
 
 namespace platform {
 
@@ -19,12 +18,6 @@ TimeOfDay fromTm(const struct tm& t, long nanoseconds) {
     out.millisecond = static_cast<int>(nanoseconds / 1000000);
     return out;
 }
-
-class SystemClock final : public Clock {
-public:
-    std::uint64_t monotonicMs() const override { return platform::monotonicMs(); }
-    TimeOfDay utcTimeOfDay() const override { return platform::utcTimeOfDay(); }
-};
 }  // namespace
 
 std::uint64_t monotonicMs() {
@@ -61,25 +54,6 @@ void sleepMs(unsigned milliseconds) {
     timespec ts{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
     while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {
     }
-}
-
-void Clock::waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                      std::uint64_t deadlineMs) const {
-    const std::uint64_t now = monotonicMs();
-    if (now >= deadlineMs) return;
-    const std::uint64_t left = deadlineMs - now;
-    // A day at most per wait: "never" must not overflow the system's clock.
-    constexpr std::uint64_t kLongestWaitMs = 86400000;
-    changed.wait_for(lock, std::chrono::milliseconds(left < kLongestWaitMs ? left : kLongestWaitMs));
-}
-
-void Clock::sleepMs(unsigned milliseconds) const {
-    platform::sleepMs(milliseconds);
-}
-
-const Clock& systemClock() {
-    static const SystemClock clock;
-    return clock;
 }
 
 }  // namespace platform

@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <chrono>
-
 namespace platform {
 
 namespace {
@@ -18,12 +16,6 @@ TimeOfDay fromSystemTime(const SYSTEMTIME& t) {
     out.millisecond = t.wMilliseconds;
     return out;
 }
-
-class SystemClock final : public Clock {
-public:
-    std::uint64_t monotonicMs() const override { return platform::monotonicMs(); }
-    TimeOfDay utcTimeOfDay() const override { return platform::utcTimeOfDay(); }
-};
 
 std::uint64_t counterFrequency() {
     static const std::uint64_t frequency = [] {
@@ -66,25 +58,6 @@ TimeOfDay localTimeOfDay() {
 
 void sleepMs(unsigned milliseconds) {
     ::Sleep(milliseconds == INFINITE ? INFINITE - 1 : milliseconds);
-}
-
-void Clock::waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                      std::uint64_t deadlineMs) const {
-    const std::uint64_t now = monotonicMs();
-    if (now >= deadlineMs) return;
-    const std::uint64_t left = deadlineMs - now;
-    // A day at most per wait: "never" must not overflow the system's clock.
-    constexpr std::uint64_t kLongestWaitMs = 86400000;
-    changed.wait_for(lock, std::chrono::milliseconds(left < kLongestWaitMs ? left : kLongestWaitMs));
-}
-
-void Clock::sleepMs(unsigned milliseconds) const {
-    platform::sleepMs(milliseconds);
-}
-
-const Clock& systemClock() {
-    static const SystemClock clock;
-    return clock;
 }
 
 }  // namespace platform
