@@ -8,6 +8,7 @@
 
 #include "sim/softphone_library.h"
 #include "softphone.h"
+#include "tests/support_files/wide_text.h"
 
 namespace {
 
@@ -22,25 +23,26 @@ int exportsBeforeAndAfterTheFirstSet() {
     sp_wchar_t* out = nullptr;
     int failures = 0;
     failures += api.get_module_variable(&v, -1) != -1;
-    failures += api.get_formatted_number(u"1", 1, &out) != -1 || out != nullptr;
+    failures += api.get_formatted_number(SP_TEXT("1"), 1, &out) != -1 || out != nullptr;
 
-    DialRule rule{.mLeading = u"+44", .mLeadingLength = 3, .mAdded = u"0", .mAddedLength = 1, .mEnabled = 1};
+    DialRule rule{
+        .mLeading = SP_TEXT("+44"), .mLeadingLength = 3, .mAdded = SP_TEXT("0"), .mAddedLength = 1, .mEnabled = 1};
     v.mRules = &rule;
     v.mRuleCount = 1;
     v.mShortLength = 4;
-    v.mPrefix[0] = u'9';
+    v.mPrefix[0] = SP_TEXT('9');
     v.mPrefixLength = 1;
     v.mRemoveZero = 1;
     failures += api.set_module_variable(&v, -1) != 0;
-    failures += api.get_formatted_number(u"+44 (0)20 7946-0000", 19, &out) != 13;
-    failures += out == nullptr || std::u16string(out) != u"902079460000";
-    failures += api.get_formatted_number(u"1234", 4, &out) != 5 || std::u16string(out) != u"1234";
+    failures += api.get_formatted_number(SP_TEXT("+44 (0)20 7946-0000"), 19, &out) != 13;
+    failures += out == nullptr || WideText(out) != SP_TEXT("902079460000");
+    failures += api.get_formatted_number(SP_TEXT("1234"), 4, &out) != 5 || WideText(out) != SP_TEXT("1234");
 
     // Taking the rule out of use is staged until discarded.
-    failures += api.check_leading(u"", 0, 0) != 0;
-    failures += api.check_added(u"3", 1, 0) != 8;
+    failures += api.check_leading(SP_TEXT(""), 0, 0) != 0;
+    failures += api.check_added(SP_TEXT("3"), 1, 0) != 8;
     api.discard_changes();
-    failures += api.check_added(u"3", 1, 0) != 0;
+    failures += api.check_added(SP_TEXT("3"), 1, 0) != 0;
 
     ModuleVariables read{};
     failures += api.get_module_variable(&read, -1) != 0;

@@ -28,7 +28,9 @@ constexpr std::uint16_t kTerminalRtpPort = 8000;
 constexpr int kDelayLine = 75;
 
 double nowMs() {
-    return static_cast<double>(platform::monotonicTicks()) / 1e6;
+    // The tick is the platform's own: nanoseconds here, the performance
+    // counter's unit on Windows.
+    return static_cast<double>(platform::monotonicTicks()) * 1000.0 / static_cast<double>(platform::ticksPerSecond());
 }
 
 // What one call of recv_voice gave, and when.

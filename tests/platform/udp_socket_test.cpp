@@ -69,3 +69,39 @@ TEST(UdpSocket, FailuresAreTracedWithWindowsSocketsCodes) {
     EXPECT_FALSE(second.open(first.localPort(), kLoopback));
     EXPECT_EQ(platform::lastSocketError(), 10048);
 }
+
+// Two threads send on one socket at once while a third waits to receive on
+// it, as the simulator answers from its receiver while a test sends a
+// command: every send goes out whole, none is refused for want of room.
+TEST(UdpSocket, ConcurrentSendsOnOneSocketAllGoOut) {
+    constexpr int kDatagrams = 2000;
+    platform::UdpSocket a, b;
+    ASSERT_TRUE(a.open(0, kLoopback));
+    ASSERT_TRUE(b.open(0, kLoopback));
+    auto drain = [](platform::UdpSocket& s) {
+        char buf[256];
+        while (s.receive(buf, sizeof buf).status != platform::ReceiveStatus::Closed) {
+        }
+    };
+    std::thread sinkA(drain, std::ref(a));
+    std::thread sinkB(drain, std::ref(b));
+    std::atomic<int> failures{0};
+    std::atomic<int> lastError{0};
+    auto send = [&] {
+        const char payload[160] = {};
+        for (int i = 0; i < kDatagrams; ++i) {
+            if (a.sendTo(kLoopback, b.localPort(), payload, sizeof payload) != static_cast<int>(sizeof payload)) {
+                ++failures;
+                lastError = platform::lastSocketError();
+            }
+        }
+    };
+    std::thread second(send);
+    send();
+    second.join();
+    a.close();
+    b.close();
+    sinkA.join();
+    sinkB.join();
+    EXPECT_EQ(failures.load(), 0) << "last socket error " << lastError.load();
+}

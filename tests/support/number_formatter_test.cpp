@@ -10,18 +10,19 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support_files/wide_text.h"
+
 namespace {
 
-// sp_wchar_t is char16_t on the platforms the tests run on.
-using Text = std::u16string;
+using Text = WideText;
 
 template <std::size_t N>
-void fill(sp_wchar_t (&field)[N], std::u16string_view text) {
+void fill(sp_wchar_t (&field)[N], WideView text) {
     std::fill(field, field + N, sp_wchar_t{0});
     std::copy_n(text.begin(), std::min(text.size(), N), field);
 }
 
-inline DialRule rule(std::u16string_view leading, std::u16string_view added, bool enabled = true) {
+inline DialRule rule(WideView leading, WideView added, bool enabled = true) {
     DialRule r{};
     fill(r.mLeading, leading);
     r.mLeadingLength = static_cast<int32_t>(leading.size());
@@ -97,7 +98,7 @@ protected:
     }
     const DialRule& pending(int index) { return mFormatter.pendingRules()[static_cast<std::size_t>(index)]; }
 
-    Settings mSettings{.rules = {rule(u"0", u"1"), rule(u"00", u"2")}};
+    Settings mSettings{.rules = {rule(SP_TEXT("0"), SP_TEXT("1")), rule(SP_TEXT("00"), SP_TEXT("2"))}};
     NumberFormatter mFormatter;
 };
 
@@ -105,20 +106,20 @@ protected:
 
 TEST(NumberFormatterVariables, MaskChoosesWhatIsWrittenAndWhatIsRead) {
     NumberFormatter formatter;
-    ASSERT_EQ(apply(formatter, {.shortLength = 5, .prefix = u"9", .defaultDigits = u"0049"}), 0);
+    ASSERT_EQ(apply(formatter, {.shortLength = 5, .prefix = SP_TEXT("9"), .defaultDigits = SP_TEXT("0049")}), 0);
     // Bits 0x40 and 0x100 name no variable. Refused default digits are the
     // result even though the short length was written.
-    ASSERT_EQ(apply(formatter, {.shortLength = 7, .prefix = u"8", .defaultDigits = u"x"},
+    ASSERT_EQ(apply(formatter, {.shortLength = 7, .prefix = SP_TEXT("8"), .defaultDigits = SP_TEXT("x")},
                     NumberFormatter::kShortLengthBit | NumberFormatter::kDefaultDigitsBit | 0x40 | 0x100),
               0x20);
     ModuleVariables out{};
     out.mRuleCount = -7;
     ASSERT_EQ(formatter.getModuleVariables(&out, NumberFormatter::kShortLengthBit | NumberFormatter::kPrefixBit), 0);
     EXPECT_EQ(out.mShortLength, 7);
-    EXPECT_EQ(Text(out.mPrefix, out.mPrefixLength), u"9");
+    EXPECT_EQ(Text(out.mPrefix, out.mPrefixLength), SP_TEXT("9"));
     EXPECT_EQ(out.mRuleCount, -7);
     EXPECT_EQ(out.mDefaultDigitsLength, 0);
-    EXPECT_EQ(formatLong(formatter, u"1"), u"900491");
+    EXPECT_EQ(formatLong(formatter, SP_TEXT("1")), SP_TEXT("900491"));
 
     EXPECT_EQ(formatter.setModuleVariables(nullptr, -1), -1);
     EXPECT_EQ(formatter.getModuleVariables(nullptr, -1), -1);
@@ -129,17 +130,25 @@ TEST(NumberFormatterVariables, PrefixAndDefaultDigitsAreTakenOnlyWhenValid) {
     constexpr int kDigits = NumberFormatter::kDefaultDigitsBit;
     struct Case {
         int bit;
-        const char16_t* text;
+        const sp_wchar_t* text;
         int length;
         int result;
-        const char16_t* formatted;  // "0" in the long form, after the write
+        const sp_wchar_t* formatted;  // "0" in the long form, after the write
     };
-    const char16_t* nine = u"123456789";
+    const sp_wchar_t* nine = SP_TEXT("123456789");
     const Case cases[] = {
-        {kPrefix, u"9", 1, 0, u"90"},          {kPrefix, u"7777", -1, 0, u"90"},    {kPrefix, nine, 9, 0, u"90"},
-        {kDigits, nine, 9, 0, u"91234567890"}, {kDigits, u"", 0, 0, u"90"},         {kDigits, u"7", 1, 0, u"970"},
-        {kDigits, nine, 10, 0x20, u"970"},     {kDigits, u"1", -1, 0x20, u"970"},   {kDigits, u"12a", 3, 0x20, u"970"},
-        {kDigits, u"+1", 2, 0x20, u"970"},     {kDigits, u"1\n2", 3, 0x20, u"970"}, {kPrefix, u"", 0, 0, u"70"},
+        {kPrefix, SP_TEXT("9"), 1, 0, SP_TEXT("90")},
+        {kPrefix, SP_TEXT("7777"), -1, 0, SP_TEXT("90")},
+        {kPrefix, nine, 9, 0, SP_TEXT("90")},
+        {kDigits, nine, 9, 0, SP_TEXT("91234567890")},
+        {kDigits, SP_TEXT(""), 0, 0, SP_TEXT("90")},
+        {kDigits, SP_TEXT("7"), 1, 0, SP_TEXT("970")},
+        {kDigits, nine, 10, 0x20, SP_TEXT("970")},
+        {kDigits, SP_TEXT("1"), -1, 0x20, SP_TEXT("970")},
+        {kDigits, SP_TEXT("12a"), 3, 0x20, SP_TEXT("970")},
+        {kDigits, SP_TEXT("+1"), 2, 0x20, SP_TEXT("970")},
+        {kDigits, SP_TEXT("1\n2"), 3, 0x20, SP_TEXT("970")},
+        {kPrefix, SP_TEXT(""), 0, 0, SP_TEXT("70")},
     };
     NumberFormatter formatter;
     for (std::size_t i = 0; i < std::size(cases); ++i) {
@@ -154,7 +163,7 @@ TEST(NumberFormatterVariables, PrefixAndDefaultDigitsAreTakenOnlyWhenValid) {
             v.mDefaultDigitsLength = c.length;
         }
         EXPECT_EQ(formatter.setModuleVariables(&v, c.bit), c.result);
-        EXPECT_EQ(formatLong(formatter, u"0"), c.formatted);
+        EXPECT_EQ(formatLong(formatter, SP_TEXT("0")), c.formatted);
     }
 }
 
@@ -165,15 +174,16 @@ TEST_F(NumberFormatterWithRules, TableIsReadInTwoSteps) {
     EXPECT_EQ(out.mRules, nullptr);
 
     DialRule rules[3] = {};
-    rules[2] = rule(u"untouched", u"");
+    rules[2] = rule(SP_TEXT("untouched"), SP_TEXT(""));
     out.mRules = rules;
     ASSERT_EQ(mFormatter.getModuleVariables(&out, NumberFormatter::kRulesBit), 0);
-    EXPECT_EQ(leadingOf(rules[1]) + u"/" + addedOf(rules[1]) + u"/" + leadingOf(rules[2]), u"00/2/untouched");
+    EXPECT_EQ(leadingOf(rules[1]) + SP_TEXT("/") + addedOf(rules[1]) + SP_TEXT("/") + leadingOf(rules[2]),
+              SP_TEXT("00/2/untouched"));
 }
 
 TEST_F(NumberFormatterWithRules, WritingATableReplacesBothCopiesAndDropsStagedChanges) {
     // An unusable table leaves the old one in place.
-    DialRule replacement = rule(u"5", u"6");
+    DialRule replacement = rule(SP_TEXT("5"), SP_TEXT("6"));
     for (int count : {0, -1, NumberFormatter::kMaxRuleCount + 1, 1}) {
         ModuleVariables v{};
         v.mRules = count == 1 ? nullptr : &replacement;
@@ -181,16 +191,18 @@ TEST_F(NumberFormatterWithRules, WritingATableReplacesBothCopiesAndDropsStagedCh
         EXPECT_EQ(mFormatter.setModuleVariables(&v, NumberFormatter::kRulesBit), 0);
         EXPECT_EQ(committedRules().size(), 2u) << count;
     }
-    ASSERT_EQ(mFormatter.checkLeading(u"9", 1, 0), 0);
-    ASSERT_EQ(apply(mFormatter, {.rules = {rule(u"1", u""), rule(u"2", u""), rule(u"3", u"")}}), 0);
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("9"), 1, 0), 0);
+    ASSERT_EQ(apply(mFormatter, {.rules = {rule(SP_TEXT("1"), SP_TEXT("")), rule(SP_TEXT("2"), SP_TEXT("")),
+                                           rule(SP_TEXT("3"), SP_TEXT(""))}}),
+              0);
     ASSERT_EQ(committedRules().size(), 3u);
-    EXPECT_EQ(leadingOf(pending(0)), u"1");
-    EXPECT_EQ(mFormatter.checkLeading(u"4", 1, 2), 0);
+    EXPECT_EQ(leadingOf(pending(0)), SP_TEXT("1"));
+    EXPECT_EQ(mFormatter.checkLeading(SP_TEXT("4"), 1, 2), 0);
 
-    ASSERT_EQ(apply(mFormatter, {.rules = {rule(u"8", u"")}}), 0);
-    EXPECT_EQ(leadingOf(committedRules()[0]), u"8");
+    ASSERT_EQ(apply(mFormatter, {.rules = {rule(SP_TEXT("8"), SP_TEXT(""))}}), 0);
+    EXPECT_EQ(leadingOf(committedRules()[0]), SP_TEXT("8"));
     EXPECT_EQ(mFormatter.pendingRules().size(), 1u);
-    EXPECT_EQ(mFormatter.checkLeading(u"4", 1, 1), -1);
+    EXPECT_EQ(mFormatter.checkLeading(SP_TEXT("4"), 1, 1), -1);
 }
 
 TEST_F(NumberFormatterWithRules, ChecksGiveTheirResultsAndStageOnlyWhatPasses) {
@@ -201,16 +213,23 @@ TEST_F(NumberFormatterWithRules, ChecksGiveTheirResultsAndStageOnlyWhatPasses) {
         int rule;
         int expected;
     };
-    const sp_wchar_t* full = u"12345678901234567";  // 17 characters
-    const sp_wchar_t* over = u"123456789012345678";
+    const sp_wchar_t* full = SP_TEXT("12345678901234567");  // 17 characters
+    const sp_wchar_t* over = SP_TEXT("123456789012345678");
     const Case cases[] = {
-        {'L', u"+", 1, 0, 0},    {'L', u"+49", 3, 0, 0},    {'L', u"0", 1, 1, 0},    {'L', full, 17, 0, 0},
-        {'L', u"", 1, 0, 2},     {'L', u"12+3", 4, 0, 2},   {'L', u"++1", 3, 0, 2},  {'L', u"49+", 3, 0, 2},
-        {'L', u"12a", 3, 0, 2},  {'L', u"12\n34", 5, 0, 2}, {'L', u"12\n", 3, 0, 2}, {'L', nullptr, 1, 0, -1},
-        {'L', u"1", -1, 0, -1},  {'L', over, 18, 0, -1},    {'L', u"1", 1, 2, -1},   {'L', u"1", 1, -1, -1},
-        {'A', u"", 0, -1, 0},    {'A', full, 9, -1, 0},     {'A', u"5", 1, 0, 0},    {'A', u"", 0, 1, 0},
-        {'A', u"12a", 3, -1, 4}, {'A', u"+1", 2, 0, 4},     {'A', u"1\n2", 3, 0, 4}, {'A', nullptr, 0, -1, -1},
-        {'A', u"1", -1, 0, -1},  {'A', over, 10, 0, -1},    {'A', u"1", 1, 2, -1},   {'A', u"1", 1, -2, -1},
+        {'L', SP_TEXT("+"), 1, 0, 0},    {'L', SP_TEXT("+49"), 3, 0, 0},
+        {'L', SP_TEXT("0"), 1, 1, 0},    {'L', full, 17, 0, 0},
+        {'L', SP_TEXT(""), 1, 0, 2},     {'L', SP_TEXT("12+3"), 4, 0, 2},
+        {'L', SP_TEXT("++1"), 3, 0, 2},  {'L', SP_TEXT("49+"), 3, 0, 2},
+        {'L', SP_TEXT("12a"), 3, 0, 2},  {'L', SP_TEXT("12\n34"), 5, 0, 2},
+        {'L', SP_TEXT("12\n"), 3, 0, 2}, {'L', nullptr, 1, 0, -1},
+        {'L', SP_TEXT("1"), -1, 0, -1},  {'L', over, 18, 0, -1},
+        {'L', SP_TEXT("1"), 1, 2, -1},   {'L', SP_TEXT("1"), 1, -1, -1},
+        {'A', SP_TEXT(""), 0, -1, 0},    {'A', full, 9, -1, 0},
+        {'A', SP_TEXT("5"), 1, 0, 0},    {'A', SP_TEXT(""), 0, 1, 0},
+        {'A', SP_TEXT("12a"), 3, -1, 4}, {'A', SP_TEXT("+1"), 2, 0, 4},
+        {'A', SP_TEXT("1\n2"), 3, 0, 4}, {'A', nullptr, 0, -1, -1},
+        {'A', SP_TEXT("1"), -1, 0, -1},  {'A', over, 10, 0, -1},
+        {'A', SP_TEXT("1"), 1, 2, -1},   {'A', SP_TEXT("1"), 1, -2, -1},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         const Case& c = cases[i];
@@ -220,72 +239,76 @@ TEST_F(NumberFormatterWithRules, ChecksGiveTheirResultsAndStageOnlyWhatPasses) {
                                           : mFormatter.checkAdded(c.text, c.length, c.rule);
         EXPECT_EQ(result, c.expected);
         if (result != 0) {
-            EXPECT_EQ(leadingOf(pending(0)) + addedOf(pending(0)) + leadingOf(pending(1)), u"0100");
+            EXPECT_EQ(leadingOf(pending(0)) + addedOf(pending(0)) + leadingOf(pending(1)), SP_TEXT("0100"));
         }
     }
 }
 
 TEST_F(NumberFormatterWithRules, EmptyLeadingTakesTheRuleOutOfUse) {
-    ASSERT_EQ(mFormatter.checkLeading(u"ignored", 0, 1), 0);
-    EXPECT_EQ(leadingOf(pending(1)), u"");
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("ignored"), 0, 1), 0);
+    EXPECT_EQ(leadingOf(pending(1)), SP_TEXT(""));
     EXPECT_EQ(pending(1).mLeadingLength, 0);
     EXPECT_EQ(pending(1).mEnabled, 0);
-    EXPECT_EQ(mFormatter.checkAdded(u"5", 1, 1), 8);
-    EXPECT_EQ(addedOf(pending(1)), u"2");
+    EXPECT_EQ(mFormatter.checkAdded(SP_TEXT("5"), 1, 1), 8);
+    EXPECT_EQ(addedOf(pending(1)), SP_TEXT("2"));
     // A new leading text puts it back in use.
-    ASSERT_EQ(mFormatter.checkLeading(u"7", 1, 1), 0);
-    EXPECT_EQ(mFormatter.checkAdded(u"5", 1, 1), 0);
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("7"), 1, 1), 0);
+    EXPECT_EQ(mFormatter.checkAdded(SP_TEXT("5"), 1, 1), 0);
 }
 
 TEST_F(NumberFormatterWithRules, ChecksStageCopiesOfTheGivenLength) {
-    ASSERT_EQ(mFormatter.checkLeading(u"+4912", 3, 0), 0);
-    EXPECT_EQ(leadingOf(pending(0)), u"+49");
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("+4912"), 3, 0), 0);
+    EXPECT_EQ(leadingOf(pending(0)), SP_TEXT("+49"));
     EXPECT_EQ(pending(0).mLeadingLength, 3);
-    ASSERT_EQ(mFormatter.checkAdded(u"0044", 2, 0), 0);
-    EXPECT_EQ(addedOf(pending(0)), u"00");
+    ASSERT_EQ(mFormatter.checkAdded(SP_TEXT("0044"), 2, 0), 0);
+    EXPECT_EQ(addedOf(pending(0)), SP_TEXT("00"));
     EXPECT_EQ(pending(0).mAddedLength, 2);
     // One added character is recorded with length 0.
-    ASSERT_EQ(mFormatter.checkAdded(u"9", 1, 0), 0);
-    EXPECT_EQ(addedOf(pending(0)), u"9");
+    ASSERT_EQ(mFormatter.checkAdded(SP_TEXT("9"), 1, 0), 0);
+    EXPECT_EQ(addedOf(pending(0)), SP_TEXT("9"));
     EXPECT_EQ(pending(0).mAddedLength, 0);
 
     // A length beyond the text stops at its terminator: the block is exactly
     // as long as the text, so a read past it is caught by the address sanitizer.
     auto text = std::make_unique<sp_wchar_t[]>(3);
-    text[0] = u'1';
-    text[1] = u'2';
+    text[0] = SP_TEXT('1');
+    text[1] = SP_TEXT('2');
     ASSERT_EQ(mFormatter.checkLeading(text.get(), 17, 0), 0);
     ASSERT_EQ(mFormatter.checkAdded(text.get(), 9, 0), 0);
-    EXPECT_EQ(leadingOf(pending(0)) + u"/" + addedOf(pending(0)), u"12/12");
+    EXPECT_EQ(leadingOf(pending(0)) + SP_TEXT("/") + addedOf(pending(0)), SP_TEXT("12/12"));
 }
 
 TEST_F(NumberFormatterWithRules, StagedRulesDoNotFormatUntilWrittenAndDiscardRestoresThem) {
-    ASSERT_EQ(mFormatter.checkLeading(u"0", 1, 1), 0);
-    ASSERT_EQ(mFormatter.checkLeading(u"00", 2, 0), 0);
-    ASSERT_EQ(mFormatter.checkAdded(u"3", 1, 0), 0);
-    EXPECT_EQ(formatLong(mFormatter, u"0012345"), u"1012345");
-    EXPECT_EQ(leadingOf(committedRules()[0]), u"0");
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("0"), 1, 1), 0);
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("00"), 2, 0), 0);
+    ASSERT_EQ(mFormatter.checkAdded(SP_TEXT("3"), 1, 0), 0);
+    EXPECT_EQ(formatLong(mFormatter, SP_TEXT("0012345")), SP_TEXT("1012345"));
+    EXPECT_EQ(leadingOf(committedRules()[0]), SP_TEXT("0"));
 
     mFormatter.discardChanges();
-    EXPECT_EQ(leadingOf(pending(0)) + addedOf(pending(0)) + leadingOf(pending(1)), u"0100");
+    EXPECT_EQ(leadingOf(pending(0)) + addedOf(pending(0)) + leadingOf(pending(1)), SP_TEXT("0100"));
 
     // Committing is writing the whole table.
-    ASSERT_EQ(mFormatter.checkLeading(u"00", 2, 0), 0);
-    ASSERT_EQ(mFormatter.checkAdded(u"3", 1, 0), 0);
+    ASSERT_EQ(mFormatter.checkLeading(SP_TEXT("00"), 2, 0), 0);
+    ASSERT_EQ(mFormatter.checkAdded(SP_TEXT("3"), 1, 0), 0);
     Settings staged{.rules = {mFormatter.pendingRules().begin(), mFormatter.pendingRules().end()}};
     ASSERT_EQ(apply(mFormatter, staged, NumberFormatter::kRulesBit), 0);
-    EXPECT_EQ(formatLong(mFormatter, u"0012345"), u"312345");
+    EXPECT_EQ(formatLong(mFormatter, SP_TEXT("0012345")), SP_TEXT("312345"));
 }
 
 // Each row formats one number with a fresh formatter; a length of -1 means
 // a long number whatever the short length, and a result of 0 is not checked.
 TEST(NumberFormatterFormat, FormatsByTheTable) {
-    DialRule wrongLengths = rule(u"12", u"3");
+    DialRule wrongLengths = rule(SP_TEXT("12"), SP_TEXT("3"));
     wrongLengths.mLeadingLength = 9;
     wrongLengths.mAddedLength = 0;
-    const Settings example{.rules = {rule(u"+44", u"0")}, .shortLength = 4, .prefix = u"9", .removeZero = true};
-    const Settings shortOnly{.rules = {rule(u"1", u"77")}, .shortLength = 50, .prefix = u"9", .defaultDigits = u"0"};
-    const Settings four{.shortLength = 4, .prefix = u"9"};
+    const Settings example{
+        .rules = {rule(SP_TEXT("+44"), SP_TEXT("0"))}, .shortLength = 4, .prefix = SP_TEXT("9"), .removeZero = true};
+    const Settings shortOnly{.rules = {rule(SP_TEXT("1"), SP_TEXT("77"))},
+                             .shortLength = 50,
+                             .prefix = SP_TEXT("9"),
+                             .defaultDigits = SP_TEXT("0")};
+    const Settings four{.shortLength = 4, .prefix = SP_TEXT("9")};
     struct Case {
         const char* name;
         Settings settings;
@@ -296,55 +319,94 @@ TEST(NumberFormatterFormat, FormatsByTheTable) {
     };
     const Case cases[] = {
         // The worked example: the long form, then an internal number.
-        {"example, long", example, u"+44 (0)20 7946-0000", u"902079460000", 19, 13},
-        {"example, short", example, u"1234", u"1234", 4, 5},
+        {"example, long", example, SP_TEXT("+44 (0)20 7946-0000"), SP_TEXT("902079460000"), 19, 13},
+        {"example, short", example, SP_TEXT("1234"), SP_TEXT("1234"), 4, 5},
         // The client's length chooses the form, not the text's own.
-        {"short at the boundary", four, u"1234", u"1234", 4},
-        {"long past the boundary", four, u"1234", u"91234", 5},
-        {"long by the given length", four, u"12", u"912", 10},
-        {"length 0 is short", four, u"123456", u"123456", 0},
+        {"short at the boundary", four, SP_TEXT("1234"), SP_TEXT("1234"), 4},
+        {"long past the boundary", four, SP_TEXT("1234"), SP_TEXT("91234"), 5},
+        {"long by the given length", four, SP_TEXT("12"), SP_TEXT("912"), 10},
+        {"length 0 is short", four, SP_TEXT("123456"), SP_TEXT("123456"), 0},
         // The short form keeps dial characters only; no rule, prefix or
         // default digits apply.
-        {"short: pauses dropped", shortOnly, u"PW123", u"123", 5, 4},
-        {"short: inner pause", shortOnly, u"1P2", u"1P2", 3, 4},
-        {"short: wait becomes pause", shortOnly, u"1W2", u"1P2", 3, 4},
-        {"short: punctuation", shortOnly, u"+1 (234) 5-6", u"123456", 12, 7},
-        {"short: star and hash", shortOnly, u"*#0", u"*#0", 3, 4},
-        {"short: lower case pauses", shortOnly, u"pw1", u"1", 3, 2},
-        {"short: trailing plus", shortOnly, u"12+", u"12", 3, 3},
-        {"short: other digit sets", shortOnly, u"\u0661\uFF12", u"", 2, 1},
-        {"short: white space", shortOnly, u"1\u00A02\t3\n4", u"1234", 7, 5},
+        {"short: pauses dropped", shortOnly, SP_TEXT("PW123"), SP_TEXT("123"), 5, 4},
+        {"short: inner pause", shortOnly, SP_TEXT("1P2"), SP_TEXT("1P2"), 3, 4},
+        {"short: wait becomes pause", shortOnly, SP_TEXT("1W2"), SP_TEXT("1P2"), 3, 4},
+        {"short: punctuation", shortOnly, SP_TEXT("+1 (234) 5-6"), SP_TEXT("123456"), 12, 7},
+        {"short: star and hash", shortOnly, SP_TEXT("*#0"), SP_TEXT("*#0"), 3, 4},
+        {"short: lower case pauses", shortOnly, SP_TEXT("pw1"), SP_TEXT("1"), 3, 2},
+        {"short: trailing plus", shortOnly, SP_TEXT("12+"), SP_TEXT("12"), 3, 3},
+        {"short: other digit sets", shortOnly, SP_TEXT("\u0661\uFF12"), SP_TEXT(""), 2, 1},
+        {"short: white space", shortOnly, SP_TEXT("1\u00A02\t3\n4"), SP_TEXT("1234"), 7, 5},
         // Before any variable is set.
-        {"nothing set, short", {}, u"1 2", u"12", 0},
-        {"nothing set, long", {}, u"+49 (0) 1", u"4901", 9},
+        {"nothing set, short", {}, SP_TEXT("1 2"), SP_TEXT("12"), 0},
+        {"nothing set, long", {}, SP_TEXT("+49 (0) 1"), SP_TEXT("4901"), 9},
         // The long form: rules, default digits and prefix.
-        {"first match wins", {.rules = {rule(u"0", u"1"), rule(u"00", u"2")}}, u"0012345", u"1012345"},
-        {"first match, reversed", {.rules = {rule(u"00", u"2"), rule(u"0", u"1")}}, u"0012345", u"212345"},
-        {"empty enabled rule", {.rules = {rule(u"", u"55"), rule(u"1", u"0")}}, u"12345", u"5512345"},
-        {"empty rule, empty number", {.rules = {rule(u"", u"55")}, .defaultDigits = u"8"}, u"", u"55"},
-        {"disabled rule skipped", {.rules = {rule(u"12", u"0", false)}, .defaultDigits = u"8"}, u"12345", u"812345"},
-        {"later rule", {.rules = {rule(u"12", u"0", false), rule(u"99", u"4")}}, u"99345", u"4345"},
-        {"prefix after a rule", {.rules = {rule(u"0", u"")}, .prefix = u"00"}, u"0123", u"00123"},
-        {"prefix and default digits", {.prefix = u"00", .defaultDigits = u"7"}, u"123", u"007123"},
-        {"plus seen by the rules", {.rules = {rule(u"+49", u"0")}}, u"+49 30 1234", u"0301234"},
-        {"plus never dialled", {}, u"+1 555 0100", u"15550100"},
-        {"inner plus", {}, u"49+30", u"4930"},
-        {"zero kept", {.rules = {rule(u"+44", u"0")}, .prefix = u"9"}, u"+44 (0)20 7946-0000", u"9002079460000"},
-        {"only (0) removed", {.rules = {rule(u"+44", u"0")}, .removeZero = true}, u"+44 (01)20", u"00120"},
-        {"leading wait dropped", {}, u"W12345", u"12345"},
-        {"pauses stripped, inner wait", {}, u"PP+12W3", u"12P3"},
-        {"wait behind the prefix", {.prefix = u"9"}, u"W12345", u"9P12345"},
+        {"first match wins",
+         {.rules = {rule(SP_TEXT("0"), SP_TEXT("1")), rule(SP_TEXT("00"), SP_TEXT("2"))}},
+         SP_TEXT("0012345"),
+         SP_TEXT("1012345")},
+        {"first match, reversed",
+         {.rules = {rule(SP_TEXT("00"), SP_TEXT("2")), rule(SP_TEXT("0"), SP_TEXT("1"))}},
+         SP_TEXT("0012345"),
+         SP_TEXT("212345")},
+        {"empty enabled rule",
+         {.rules = {rule(SP_TEXT(""), SP_TEXT("55")), rule(SP_TEXT("1"), SP_TEXT("0"))}},
+         SP_TEXT("12345"),
+         SP_TEXT("5512345")},
+        {"empty rule, empty number",
+         {.rules = {rule(SP_TEXT(""), SP_TEXT("55"))}, .defaultDigits = SP_TEXT("8")},
+         SP_TEXT(""),
+         SP_TEXT("55")},
+        {"disabled rule skipped",
+         {.rules = {rule(SP_TEXT("12"), SP_TEXT("0"), false)}, .defaultDigits = SP_TEXT("8")},
+         SP_TEXT("12345"),
+         SP_TEXT("812345")},
+        {"later rule",
+         {.rules = {rule(SP_TEXT("12"), SP_TEXT("0"), false), rule(SP_TEXT("99"), SP_TEXT("4"))}},
+         SP_TEXT("99345"),
+         SP_TEXT("4345")},
+        {"prefix after a rule",
+         {.rules = {rule(SP_TEXT("0"), SP_TEXT(""))}, .prefix = SP_TEXT("00")},
+         SP_TEXT("0123"),
+         SP_TEXT("00123")},
+        {"prefix and default digits",
+         {.prefix = SP_TEXT("00"), .defaultDigits = SP_TEXT("7")},
+         SP_TEXT("123"),
+         SP_TEXT("007123")},
+        {"plus seen by the rules",
+         {.rules = {rule(SP_TEXT("+49"), SP_TEXT("0"))}},
+         SP_TEXT("+49 30 1234"),
+         SP_TEXT("0301234")},
+        {"plus never dialled", {}, SP_TEXT("+1 555 0100"), SP_TEXT("15550100")},
+        {"inner plus", {}, SP_TEXT("49+30"), SP_TEXT("4930")},
+        {"zero kept",
+         {.rules = {rule(SP_TEXT("+44"), SP_TEXT("0"))}, .prefix = SP_TEXT("9")},
+         SP_TEXT("+44 (0)20 7946-0000"),
+         SP_TEXT("9002079460000")},
+        {"only (0) removed",
+         {.rules = {rule(SP_TEXT("+44"), SP_TEXT("0"))}, .removeZero = true},
+         SP_TEXT("+44 (01)20"),
+         SP_TEXT("00120")},
+        {"leading wait dropped", {}, SP_TEXT("W12345"), SP_TEXT("12345")},
+        {"pauses stripped, inner wait", {}, SP_TEXT("PP+12W3"), SP_TEXT("12P3")},
+        {"wait behind the prefix", {.prefix = SP_TEXT("9")}, SP_TEXT("W12345"), SP_TEXT("9P12345")},
         // The prefix comes after the wait step: its P is stripped, its W stays.
-        {"prefix of pauses", {.prefix = u"PW"}, u"123", u"W123"},
-        {"number shorter than the rule", {.rules = {rule(u"12345", u"0")}}, u"1234", u"1234"},
-        {"number as long as the rule", {.rules = {rule(u"12345", u"0")}}, u"12345", u"0"},
+        {"prefix of pauses", {.prefix = SP_TEXT("PW")}, SP_TEXT("123"), SP_TEXT("W123")},
+        {"number shorter than the rule",
+         {.rules = {rule(SP_TEXT("12345"), SP_TEXT("0"))}},
+         SP_TEXT("1234"),
+         SP_TEXT("1234")},
+        {"number as long as the rule",
+         {.rules = {rule(SP_TEXT("12345"), SP_TEXT("0"))}},
+         SP_TEXT("12345"),
+         SP_TEXT("0")},
         // Rule texts count to their terminator, not their length fields.
-        {"wrong length fields", {.rules = {wrongLengths}}, u"12999", u"3999"},
+        {"wrong length fields", {.rules = {wrongLengths}}, SP_TEXT("12999"), SP_TEXT("3999")},
         // 17 leading, 9 added and 8 prefix characters leave no terminator.
         {"full fields",
-         {.rules = {rule(u"12345678901234567", u"987654321")}, .prefix = u"87654321"},
-         u"12345678901234567890",
-         u"87654321987654321890"},
+         {.rules = {rule(SP_TEXT("12345678901234567"), SP_TEXT("987654321"))}, .prefix = SP_TEXT("87654321")},
+         SP_TEXT("12345678901234567890"),
+         SP_TEXT("87654321987654321890")},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -369,17 +431,17 @@ TEST(NumberFormatterFormat, RefusesBadArgumentsAndLeavesOutAlone) {
     sp_wchar_t sentinel = 0;
     sp_wchar_t* out = &sentinel;
     EXPECT_EQ(formatter.formatNumber(nullptr, 3, &out), -1);
-    EXPECT_EQ(formatter.formatNumber(u"123", -1, &out), -1);
+    EXPECT_EQ(formatter.formatNumber(SP_TEXT("123"), -1, &out), -1);
     EXPECT_EQ(out, &sentinel);
-    EXPECT_EQ(formatter.formatNumber(u"123", 3, nullptr), -1);
+    EXPECT_EQ(formatter.formatNumber(SP_TEXT("123"), 3, nullptr), -1);
 }
 
 TEST(NumberFormatterFormat, LongTextsAreFormattedWhole) {
     Text number;
-    for (int i = 0; i < 5000; ++i) number += u"12 ";
+    for (int i = 0; i < 5000; ++i) number += SP_TEXT("12 ");
     NumberFormatter formatter;
-    apply(formatter, {.rules = {rule(u"1212", u"0")}, .prefix = u"9"});
+    apply(formatter, {.rules = {rule(SP_TEXT("1212"), SP_TEXT("0"))}, .prefix = SP_TEXT("9")});
     const Text formatted = formatLong(formatter, number);
     EXPECT_EQ(formatted.size(), 10000u - 4u + 2u);
-    EXPECT_EQ(formatted.substr(0, 4), u"9012");
+    EXPECT_EQ(formatted.substr(0, 4), SP_TEXT("9012"));
 }

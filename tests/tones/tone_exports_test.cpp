@@ -4,6 +4,7 @@
 
 #include "api/globals.h"
 #include "softphone.h"
+#include "tests/support_files/wide_text.h"
 #include "tones/tone_player_fixture.h"
 
 TEST(ToneExports, ReachThePlayerThatInitializeMakesUntilUninitialize) {
@@ -17,7 +18,7 @@ TEST(ToneExports, ReachThePlayerThatInitializeMakesUntilUninitialize) {
     ASSERT_EQ(player->setAudioTable(&table), 0);
     FakeAudio::take();
 
-    EXPECT_EQ(ToneModuleSaveCustomTone(3, u"x.wav"), 0);
+    EXPECT_EQ(ToneModuleSaveCustomTone(3, SP_TEXT("x.wav")), 0);
     EXPECT_EQ(ToneModulePlayTone(2, 3, 3), 0);
     EXPECT_EQ(FakeAudio::take(), (std::vector<std::string>{"SetRingVolume 3 -1", "PlayFile x.wav -1"}));
     sp_wchar_t buffer[256] = {};
@@ -28,7 +29,7 @@ TEST(ToneExports, ReachThePlayerThatInitializeMakesUntilUninitialize) {
     EXPECT_EQ(ToneModulePlayTone(2, 3, 3), 0);
     EXPECT_EQ(FakeAudio::take(), (std::vector<std::string>{"SetRingVolume 3 -1", "PlayFile media/Tone_2.wav -1"}));
     // The exports answer 0 whatever the player made of it.
-    EXPECT_EQ(ToneModuleSaveCustomTone(30, u"x.wav"), 0);
+    EXPECT_EQ(ToneModuleSaveCustomTone(30, SP_TEXT("x.wav")), 0);
     EXPECT_EQ(ToneModuleGetCustomTone(7, &out), 0);
     EXPECT_EQ(ToneModulePlayTone(0, -1, -1), 0);
     EXPECT_EQ(FakeAudio::take(), std::vector<std::string>{"StopPlayFile"});

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "support_files/trace_capture.h"
+#include "tests/support_files/wide_text.h"
 #include "tones/tone_player_fixture.h"
 
 using Calls = std::vector<std::string>;
@@ -117,7 +118,7 @@ TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
     TraceCapture trace;
     struct Step {
         int slot;  // saved (path) or removed (no path) before the ring tone plays; -1: neither
-        const char16_t* path;
+        const sp_wchar_t* path;
         int toneId, melody;
         std::string file;
     } steps[] = {
@@ -126,19 +127,19 @@ TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
         {-1, nullptr, 2, 6, "media/Tone_A.wav"},
         {-1, nullptr, 3, 6, "media/Tone_B.wav"},
         {-1, nullptr, 17, 6, "media/Tone_1.wav"},
-        {3, u"x.wav", 1, 3, "x.wav"},
+        {3, SP_TEXT("x.wav"), 1, 3, "x.wav"},
         {-1, nullptr, 2, 3, "x.wav"},
         {-1, nullptr, 3, 3, "x.wav"},
         {-1, nullptr, 17, 3, "x.wav"},
         {-1, nullptr, 4, 3, "media/Tone_4.wav"},  // not a ring tone
         {-1, nullptr, 2, 4, "media/Tone_2.wav"},  // another melody
         {3, nullptr, 2, 3, "media/Tone_2.wav"},
-        {8, u"slot8.wav", 1, 0x43, "slot8.wav"},  // melody 0x43 is slot 8
-        {-1, nullptr, 1, 8, "media/Tone_1.wav"},  // melody 8 is in no slot
-        {6, u"y.wav", 1, 6, "media/Tone_9.wav"},  // slot 6 keeps its defaults first
-        {-1, nullptr, 17, 6, "y.wav"},            // and the saved tone for the rest
-        {6, nullptr, 1, 6, "media/Tone_1.wav"},   // removed: its bit cleared, the defaults rest
-        {6, u"z.wav", 1, 6, "media/Tone_9.wav"},
+        {8, SP_TEXT("slot8.wav"), 1, 0x43, "slot8.wav"},  // melody 0x43 is slot 8
+        {-1, nullptr, 1, 8, "media/Tone_1.wav"},          // melody 8 is in no slot
+        {6, SP_TEXT("y.wav"), 1, 6, "media/Tone_9.wav"},  // slot 6 keeps its defaults first
+        {-1, nullptr, 17, 6, "y.wav"},                    // and the saved tone for the rest
+        {6, nullptr, 1, 6, "media/Tone_1.wav"},           // removed: its bit cleared, the defaults rest
+        {6, SP_TEXT("z.wav"), 1, 6, "media/Tone_9.wav"},
         {-1, nullptr, 17, 6, "z.wav"},
     };
     for (const Step& s : steps) {
@@ -157,27 +158,27 @@ TEST_F(TonePlayerTest, SavedTonesReplaceTheRingTonesOfTheirMelodyUntilRemoved) {
 TEST_F(TonePlayerTest, SavedPathsAreReadBackReplacedCutAndOnlyForSlotsInTheTable) {
     sp_wchar_t buffer[tones::kPathCapacity + 1];
     sp_wchar_t* out = buffer;
-    ASSERT_EQ(player.saveCustomTone(5, u"first.wav"), 0);
-    ASSERT_EQ(player.saveCustomTone(5, u"second.wav"), 0);
+    ASSERT_EQ(player.saveCustomTone(5, SP_TEXT("first.wav")), 0);
+    ASSERT_EQ(player.saveCustomTone(5, SP_TEXT("second.wav")), 0);
     EXPECT_EQ(player.getCustomTone(5, &out), 0);
     EXPECT_EQ(FakeAudio::narrow(buffer), "second.wav");
     // One removal leaves no saved entry behind.
     player.removeCustomTone(5);
-    buffer[0] = u'?';
+    buffer[0] = SP_TEXT('?');
     buffer[1] = 0;
     EXPECT_EQ(player.getCustomTone(5, &out), 1);
     EXPECT_EQ(FakeAudio::narrow(buffer), "?");
 
-    const std::u16string longPath(300, u'a');
+    const WideText longPath(300, SP_TEXT('a'));
     ASSERT_EQ(player.saveCustomTone(2, longPath.c_str()), 0);
-    std::fill(std::begin(buffer), std::end(buffer), u'#');
+    std::fill(std::begin(buffer), std::end(buffer), SP_TEXT('#'));
     ASSERT_EQ(player.getCustomTone(2, &out), 0);
     EXPECT_EQ(FakeAudio::narrow(buffer), std::string(255, 'a'));
-    EXPECT_EQ(buffer[tones::kPathCapacity], u'#');  // nothing written past the buffer
+    EXPECT_EQ(buffer[tones::kPathCapacity], SP_TEXT('#'));  // nothing written past the buffer
 
     const std::uint32_t before = ringToneMask();
-    EXPECT_EQ(player.saveCustomTone(30, u"x.wav"), 1);
-    EXPECT_EQ(player.saveCustomTone(-1, u"x.wav"), 1);
+    EXPECT_EQ(player.saveCustomTone(30, SP_TEXT("x.wav")), 1);
+    EXPECT_EQ(player.saveCustomTone(-1, SP_TEXT("x.wav")), 1);
     EXPECT_EQ(player.saveCustomTone(4, nullptr), 1);
     EXPECT_EQ(player.removeCustomTone(30), 0);
     EXPECT_EQ(player.removeCustomTone(-2), 0);
@@ -187,7 +188,7 @@ TEST_F(TonePlayerTest, SavedPathsAreReadBackReplacedCutAndOnlyForSlotsInTheTable
 }
 
 TEST_F(TonePlayerTest, MaskOutlivesThePlayerButTheListsDoNot) {
-    ASSERT_EQ(player.saveCustomTone(9, u"kept.wav"), 0);
+    ASSERT_EQ(player.saveCustomTone(9, SP_TEXT("kept.wav")), 0);
     player.shutdown();
     ASSERT_EQ(player.start(), 0);
     const ToneAudioTable table = FakeAudio::table();

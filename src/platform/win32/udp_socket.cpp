@@ -22,6 +22,9 @@ bool socketsStarted() {
     return started;
 }
 
+// How long a send waits for room in the socket's buffer before it fails.
+constexpr DWORD kSendRoomWaitMs = 1000;
+
 SOCKET asSocket(std::intptr_t fd) {
     return static_cast<SOCKET>(fd);
 }
@@ -103,9 +106,27 @@ int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* dat
     if (length > static_cast<std::size_t>(0x7FFFFFFF)) {
         noteSocketError(WSAEMSGSIZE);
     } else {
-        sent = ::sendto(s, static_cast<const char*>(data), static_cast<int>(length), 0,
-                        reinterpret_cast<sockaddr*>(&remote), sizeof remote);
-        if (sent == SOCKET_ERROR) noteSocketError(::WSAGetLastError());
+        // The event selection makes the socket non-blocking, so a send can
+        // be refused for want of room (10035) where a blocking one waits;
+        // under Wine that happens when two threads send on one socket at the
+        // same moment. The send waits for room as a blocking one would, in short
+        // slices so that a close ends it, and for at most kSendRoomWaitMs.
+        const DWORD start = ::GetTickCount();
+        for (;;) {
+            sent = ::sendto(s, static_cast<const char*>(data), static_cast<int>(length), 0,
+                            reinterpret_cast<sockaddr*>(&remote), sizeof remote);
+            if (sent != SOCKET_ERROR) break;
+            const int error = ::WSAGetLastError();
+            if (error != WSAEWOULDBLOCK || !mOpen || ::GetTickCount() - start >= kSendRoomWaitMs) {
+                noteSocketError(error);
+                break;
+            }
+            fd_set writable;
+            FD_ZERO(&writable);
+            FD_SET(s, &writable);
+            timeval slice{0, 10000};
+            ::select(0, nullptr, &writable, nullptr, &slice);
+        }
     }
     {
         std::lock_guard<std::mutex> lock(mMutex);
