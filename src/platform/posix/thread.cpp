@@ -3,28 +3,13 @@
 #include <pthread.h>
 #include <sched.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 
+#include "platform/thread_id.h"
+
 namespace platform {
-
-namespace {
-std::atomic<std::uint32_t> gNextThreadId{1};
-thread_local std::uint32_t tThreadId = 0;
-
-std::uint32_t allocateThreadId() {
-    std::uint32_t id = gNextThreadId.fetch_add(1);
-    if (id == 0) id = gNextThreadId.fetch_add(1);  // zero means "no thread"
-    return id;
-}
-}  // namespace
-
-std::uint32_t currentThreadId() {
-    if (tThreadId == 0) tThreadId = allocateThreadId();
-    return tThreadId;
-}
 
 bool setCurrentThreadPriority(ThreadPriority priority) {
     if (priority == ThreadPriority::Normal) return true;
@@ -72,7 +57,7 @@ bool Thread::createSuspended(Body body) {
     State* raw = state.get();
     try {
         raw->thread = std::thread([raw, body = std::move(body)] {
-            tThreadId = raw->id;
+            adoptThreadId(raw->id);
             {
                 std::unique_lock<std::mutex> lock(raw->mutex);
                 raw->released.wait(lock, [raw] { return raw->go; });

@@ -8,19 +8,12 @@
 #include <atomic>
 #include <memory>
 
+#include "platform/thread_id.h"
 #include "platform/win32/process_state.h"
 
 namespace platform {
 
 namespace {
-std::atomic<std::uint32_t> gNextThreadId{1};
-thread_local std::uint32_t tThreadId = 0;
-
-std::uint32_t allocateThreadId() {
-    std::uint32_t id = gNextThreadId.fetch_add(1);
-    if (id == 0) id = gNextThreadId.fetch_add(1);  // zero means "no thread"
-    return id;
-}
 
 int systemPriority(ThreadPriority priority) {
     switch (priority) {
@@ -40,11 +33,6 @@ int systemPriority(ThreadPriority priority) {
 // never be seen to end.
 constexpr DWORD kDetachJoinMs = 2000;
 }  // namespace
-
-std::uint32_t currentThreadId() {
-    if (tThreadId == 0) tThreadId = allocateThreadId();
-    return tThreadId;
-}
 
 bool setCurrentThreadPriority(ThreadPriority priority) {
     return ::SetThreadPriority(::GetCurrentThread(), systemPriority(priority)) != 0;
@@ -68,7 +56,7 @@ struct Thread::State {
 
     static unsigned __stdcall start(void* raw) {
         State* self = static_cast<State*>(raw);
-        tThreadId = self->id;
+        adoptThreadId(self->id);
         self->body();
         // The last of the library's code the thread runs: an unload that
         // saw this event may go on, and leaves the thread only its return
