@@ -1,7 +1,8 @@
 /*
  * The smallest client of libsoftphone: it starts the trace, formats a dial
- * string, and, given a call server's address, registers with it and presses
- * two keys.
+ * string, and, given a call server's address, registers with it, goes off
+ * hook, dials 2001 and hangs up. The display lines the server sends are
+ * printed as they come.
  *
  *   cc minimal_client.c $(pkg-config --cflags --libs softphone)
  *   ./a.out [server-address]
@@ -58,6 +59,10 @@ int main(int argc, char** argv) {
         printf("initialize: %d\n", result);
         if (result == SP_INIT_OK) {
             put_key(SP_KEY_OFF_HOOK);
+            sleep(1);
+            /* The keys go one every 50 ms; '#' ends the number. */
+            make_call("2001#");
+            sleep(2);
             put_key(SP_KEY_ON_HOOK);
             sleep(1);
         }
