@@ -186,7 +186,10 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
             result.fromPort = ::ntohs(from.sin_port);
             break;
         }
-        if (error != WSAEWOULDBLOCK && error != WSAECONNRESET && error != WSAEINTR) {
+        // A reset reports one refused datagram sent earlier (where the system
+        // still reports them); what came after it may be waiting already.
+        if (error == WSAECONNRESET || error == WSAEINTR) continue;
+        if (error != WSAEWOULDBLOCK) {
             noteSocketError(error);
             result.status = ReceiveStatus::Error;
             break;
