@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the normal build, then ASan+UBSan and TSan
-# builds of the whole suite, then a short run of each fuzz target over its
+# Builds and runs every test: the normal build; the Windows builds, whose
+# suite runs under Wine (scripts/run-windows-tests.sh); ASan+UBSan and TSan
+# builds of the whole suite; then a short run of each fuzz target over its
 # corpus.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -19,6 +20,8 @@ run_suite() {  # build dir, extra cmake options...
 
 echo "=== tests"
 run_suite "$root/build-test" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "=== Windows: softphone.dll for x86_64 and i686, the suite under Wine"
+SOFTPHONE_HOST_BUILD="$root/build-test" bash "$root/scripts/run-windows-tests.sh"
 echo "=== tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DSOFTPHONE_SANITIZE=ON

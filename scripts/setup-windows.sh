@@ -6,17 +6,7 @@
 set -euo pipefail
 sudo_cmd=""
 [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
-
-packages=(mingw-w64 wine64 dpkg-dev)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "installing: ${missing[*]}"
-  $sudo_cmd apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+bash "$(dirname "$0")/install-missing.sh" --no-install-recommends mingw-w64 wine64 dpkg-dev
 
 # mingw-w64 ships each compiler with two thread models; the engines use
 # std::thread and std::mutex, which need the posix one.
@@ -29,11 +19,20 @@ done
 
 # 32-bit Wine: best effort, and only when asked (SOFTPHONE_WINE32=1), as
 # adding the i386 architecture changes the whole machine's package lists.
+# Where wine32 can't be installed the architecture is taken away again, so
+# that later updates don't fail on its indexes.
 if [ "${SOFTPHONE_WINE32:-0}" = 1 ] && ! dpkg-query -W -f='${Status}' wine32 2>/dev/null | grep -q "install ok installed"; then
+  added=0
   if ! dpkg --print-foreign-architectures | grep -qx i386; then
     $sudo_cmd dpkg --add-architecture i386
-    $sudo_cmd apt-get update -qq || true
+    added=1
   fi
-  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends wine32 \
-    || echo "note: wine32 could not be installed; the 32-bit Windows tests will be skipped"
+  if ! { $sudo_cmd apt-get update -qq &&
+         DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends wine32; }; then
+    echo "note: wine32 could not be installed; the 32-bit Windows tests will be skipped"
+    if [ "$added" = 1 ]; then
+      $sudo_cmd dpkg --remove-architecture i386
+      $sudo_cmd apt-get update -qq || true
+    fi
+  fi
 fi
