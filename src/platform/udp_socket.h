@@ -58,6 +58,12 @@ public:
 
 private:
     ReceiveResult receiveImpl(void* buffer, std::size_t capacity, int timeoutMs);
+    // A send or receive counts itself in while it uses the handles; false
+    // when the socket is not open. The handles stay as they are until the
+    // call leaves: a close waits for that (with mMutex held by `lock`).
+    bool enterCall();
+    void leaveCall();
+    void waitForCallsToLeave(std::unique_lock<std::mutex>& lock);
 
     std::atomic<bool> mOpen{false};
     // The system's handles: the socket, and what a close signals to wake
@@ -68,8 +74,8 @@ private:
     std::intptr_t mReadyEvent = -1;
     std::uint16_t mLocalPort = 0;
     std::mutex mMutex;
-    std::condition_variable mReceiversLeft;
-    int mReceivers = 0;
+    std::condition_variable mCallsLeft;
+    int mCalls = 0;
 };
 
 // "a.b.c.d" to a host-order address; 0 for text that is not an address.

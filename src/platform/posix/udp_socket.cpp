@@ -1,7 +1,5 @@
 #include "platform/udp_socket.h"
 
-#include "platform/socket_error.h"
-
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -12,13 +10,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/socket_error.h"
+
 namespace platform {
-
-UdpSocket::UdpSocket() = default;
-
-UdpSocket::~UdpSocket() {
-    close();
-}
 
 bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
     std::lock_guard<std::mutex> lock(mMutex);
@@ -57,50 +51,29 @@ bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
 }
 
 int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* data, std::size_t length) {
-    int fd;
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (!mOpen) {
-            noteSocketError(ENOTSOCK);
-            return -1;
-        }
-        fd = mFd;
-        ++mReceivers;  // keeps the descriptor alive through the call
+    if (!enterCall()) {
+        noteSocketError(ENOTSOCK);
+        return -1;
     }
+    const int fd = static_cast<int>(mFd);
     sockaddr_in remote{};
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = htonl(address);
     remote.sin_port = htons(port);
     ssize_t sent = ::sendto(fd, data, length, MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&remote), sizeof remote);
     if (sent < 0) noteSocketError(errno);
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (--mReceivers == 0) mReceiversLeft.notify_all();
-    }
+    leaveCall();
     return sent < 0 ? -1 : static_cast<int>(sent);
-}
-
-ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity) {
-    return receiveImpl(buffer, capacity, -1);
-}
-
-ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity, int timeoutMs) {
-    return receiveImpl(buffer, capacity, timeoutMs < 0 ? 0 : timeoutMs);
 }
 
 ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int timeoutMs) {
     ReceiveResult result;
-    int fd, wake;
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (!mOpen) {
-            result.status = ReceiveStatus::Closed;
-            return result;
-        }
-        fd = mFd;
-        wake = mWakeFd;
-        ++mReceivers;
+    if (!enterCall()) {
+        result.status = ReceiveStatus::Closed;
+        return result;
     }
+    const int fd = static_cast<int>(mFd);
+    const int wake = static_cast<int>(mWakeFd);
     for (;;) {
         pollfd fds[2] = {{fd, POLLIN, 0}, {wake, POLLIN, 0}};
         int ready = ::poll(fds, 2, timeoutMs);
@@ -141,10 +114,7 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
         }
         break;
     }
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (--mReceivers == 0) mReceiversLeft.notify_all();
-    }
+    leaveCall();
     return result;
 }
 
@@ -157,7 +127,7 @@ int UdpSocket::close() {
     (void)ignored;
     // Receivers leave promptly once woken; the descriptors are released only
     // after that, so no receive ever polls a reused number.
-    mReceiversLeft.wait(lock, [this] { return mReceivers == 0; });
+    waitForCallsToLeave(lock);
     int result = 0;
     if (::close(mFd) != 0) {
         noteSocketError(errno);

@@ -35,12 +35,6 @@ HANDLE asHandle(std::intptr_t h) {
 
 }  // namespace
 
-UdpSocket::UdpSocket() = default;
-
-UdpSocket::~UdpSocket() {
-    close();
-}
-
 bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (mFd != -1) return false;
@@ -88,16 +82,11 @@ bool UdpSocket::open(std::uint16_t port, std::uint32_t bindAddress) {
 }
 
 int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* data, std::size_t length) {
-    SOCKET s;
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (!mOpen) {
-            noteSocketError(WSAENOTSOCK);
-            return -1;
-        }
-        s = asSocket(mFd);
-        ++mReceivers;  // keeps the socket alive through the call
+    if (!enterCall()) {
+        noteSocketError(WSAENOTSOCK);
+        return -1;
     }
+    const SOCKET s = asSocket(mFd);
     sockaddr_in remote{};
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = ::htonl(address);
@@ -128,36 +117,18 @@ int UdpSocket::sendTo(std::uint32_t address, std::uint16_t port, const void* dat
             ::select(0, nullptr, &writable, nullptr, &slice);
         }
     }
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (--mReceivers == 0) mReceiversLeft.notify_all();
-    }
+    leaveCall();
     return sent == SOCKET_ERROR ? -1 : sent;
-}
-
-ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity) {
-    return receiveImpl(buffer, capacity, -1);
-}
-
-ReceiveResult UdpSocket::receive(void* buffer, std::size_t capacity, int timeoutMs) {
-    return receiveImpl(buffer, capacity, timeoutMs < 0 ? 0 : timeoutMs);
 }
 
 ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int timeoutMs) {
     ReceiveResult result;
-    SOCKET s;
-    HANDLE events[2];
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (!mOpen) {
-            result.status = ReceiveStatus::Closed;
-            return result;
-        }
-        s = asSocket(mFd);
-        events[0] = asHandle(mWakeFd);
-        events[1] = asHandle(mReadyEvent);
-        ++mReceivers;
+    if (!enterCall()) {
+        result.status = ReceiveStatus::Closed;
+        return result;
     }
+    const SOCKET s = asSocket(mFd);
+    HANDLE events[2] = {asHandle(mWakeFd), asHandle(mReadyEvent)};
     const int wanted = capacity > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(capacity);
     for (;;) {
         // Try first: the socket's event is reset by a wait that sees it, and
@@ -211,10 +182,7 @@ ReceiveResult UdpSocket::receiveImpl(void* buffer, std::size_t capacity, int tim
         }
         ::WSAResetEvent(events[1]);
     }
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        if (--mReceivers == 0) mReceiversLeft.notify_all();
-    }
+    leaveCall();
     return result;
 }
 
@@ -225,7 +193,7 @@ int UdpSocket::close() {
     ::WSASetEvent(asHandle(mWakeFd));
     // Receivers leave promptly once woken; the socket and its events are
     // released only after that, so no receive waits on a reused handle.
-    mReceiversLeft.wait(lock, [this] { return mReceivers == 0; });
+    waitForCallsToLeave(lock);
     int result = 0;
     if (::closesocket(asSocket(mFd)) != 0) {
         noteSocketError(::WSAGetLastError());
