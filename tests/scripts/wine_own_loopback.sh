@@ -2,11 +2,12 @@
 # Runs a Windows program under Wine in a network namespace of its own, with
 # only its loopback up, like own_loopback.sh does for Linux programs. Wine
 # makes its sockets in its server process, so the namespace needs a server of
-# its own: it gets a private /tmp, where Wine keeps its servers' folders
-# (Debian's Wine notes the folder of the prefix's server in the prefix; the
-# folder another namespace's server left there is not seen from here, so a
-# new server starts in this namespace).
+# its own. Debian's Wine keeps its server's folder in /run/user/UID where that
+# exists, else in /tmp under a name it notes in the prefix, where a run in
+# another namespace would find a server that is not in this one: the
+# namespace gets a private, empty /run/user/UID.
 #   wine_own_loopback.sh WINE PROGRAM ARGS...
 set -euo pipefail
-exec unshare --net --mount -- sh -c 'ip link set lo up && mount -t tmpfs -o mode=1777 none /tmp && exec "$@"' \
-  wine_own_loopback "$@"
+mkdir -p /run/user
+exec unshare --net --mount -- sh -c 'ip link set lo up && mount -t tmpfs -o mode=0755 none /run/user &&
+  mkdir -m 0700 "/run/user/$(id -u)" && exec "$@"' wine_own_loopback "$@"
