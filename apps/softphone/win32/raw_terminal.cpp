@@ -16,7 +16,7 @@ DWORD gSavedInput = 0;
 DWORD gSavedOutput = 0;
 std::atomic<bool> gStop{false};
 // Set once the terminal is back as it was, for a closing console's wait.
-HANDLE gRestored = nullptr;
+std::atomic<HANDLE> gRestored{nullptr};
 
 void restore() {
     if (gHaveSavedInput.exchange(false)) ::SetConsoleMode(::GetStdHandle(STD_INPUT_HANDLE), gSavedInput);
@@ -37,7 +37,8 @@ BOOL WINAPI onConsoleEvent(DWORD type) {
     // A closing console ends the process when this returns: give the main
     // loop a few seconds to hang up and unload first (the system allows
     // five).
-    if (type == CTRL_CLOSE_EVENT && gRestored != nullptr) ::WaitForSingleObject(gRestored, 4000);
+    const HANDLE restored = gRestored.load();
+    if (type == CTRL_CLOSE_EVENT && restored != nullptr) ::WaitForSingleObject(restored, 4000);
     return TRUE;
 }
 
@@ -85,8 +86,9 @@ int streamByte(HANDLE in, bool pipe, ULONGLONG end, bool& ended) {
 }  // namespace
 
 RawTerminal::RawTerminal() {
-    if (gRestored == nullptr) gRestored = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ::ResetEvent(gRestored);
+    // Made once and kept: the console's handler thread may still wait on it.
+    if (gRestored.load() == nullptr) gRestored = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    ::ResetEvent(gRestored.load());
     DWORD mode = 0;
     const HANDLE in = ::GetStdHandle(STD_INPUT_HANDLE);
     if (::GetConsoleMode(in, &mode)) {
@@ -108,7 +110,7 @@ RawTerminal::RawTerminal() {
 RawTerminal::~RawTerminal() {
     restore();
     ::SetConsoleCtrlHandler(onConsoleEvent, FALSE);
-    if (gRestored != nullptr) ::SetEvent(gRestored);
+    if (gRestored.load() != nullptr) ::SetEvent(gRestored.load());
 }
 
 int RawTerminal::readKey(int timeoutMs) {
