@@ -1,5 +1,6 @@
-// The engine library, loaded with dlopen as a third-party client loads it:
-// the exports this client uses, looked up by name from the public header.
+// The engine library, loaded as a third-party client loads it (dlopen,
+// LoadLibrary): the exports this client uses, looked up by name from the
+// public header.
 #pragma once
 
 #include <string>
@@ -8,15 +9,16 @@
 
 namespace client {
 
-#define CLIENT_EXPORTS(X)                                                                                              \
-    X(initialize)                                                                                                      \
-    X(uninitialize)                                                                                                    \
-    X(put_key)                                                                                                         \
-    X(make_call)                                                                                                       \
-    X(send_voice) X(recv_voice) X(AudioModuleStart) X(AudioModuleShutdown) X(AudioModulePlayVoice)                     \
-        X(AudioModuleRecordStart) X(AudioModuleRegisterCallback) X(AudioModuleSetSpeakerVolume)                        \
-            X(AudioModuleGetEngineStatus) X(ToneModulePlayDTMF) X(ToneModuleSetKeyPadMode) X(ToneModuleSetProgramMode) \
-                X(ToneModulePlayTone) X(ToneModulePlayServiceTone) X(tracer_startup)
+#define CLIENT_EXPORTS(X)                                                                                      \
+    X(initialize)                                                                                              \
+    X(uninitialize)                                                                                            \
+    X(put_key)                                                                                                 \
+    X(make_call)                                                                                               \
+    X(send_voice)                                                                                              \
+    X(recv_voice) X(AudioModuleStart) X(AudioModuleShutdown) X(AudioModulePlayVoice) X(AudioModuleRecordStart) \
+        X(AudioModuleRegisterCallback) X(AudioModuleSetSpeakerVolume) X(AudioModuleGetEngineStatus)            \
+            X(ToneModulePlayDTMF) X(ToneModuleSetKeyPadMode) X(ToneModuleSetProgramMode) X(ToneModulePlayTone) \
+                X(ToneModulePlayServiceTone) X(tracer_startup)
 
 struct Engine {
 #define CLIENT_SLOT(name) decltype(&::name) name = nullptr;
@@ -31,7 +33,7 @@ public:
     EngineLibrary(const EngineLibrary&) = delete;
     EngineLibrary& operator=(const EngineLibrary&) = delete;
 
-    // `path` empty: libsoftphone.so next to this program, else the build's.
+    // `path` empty: the library next to this program, else the build's.
     bool load(const std::string& path);
     const Engine& engine() const { return mEngine; }
     const std::string& path() const { return mPath; }

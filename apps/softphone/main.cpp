@@ -1,5 +1,6 @@
 // softphone: the reference client of the engine library. It loads
-// libsoftphone.so with dlopen and speaks to it only through softphone.h.
+// libsoftphone.so with dlopen (softphone.dll with LoadLibrary on Windows) and
+// speaks to it only through softphone.h.
 //   softphone demo [--mic FILE.wav] [--record OUT.wav] [--loss PCT] [--jitter MS] [--reorder PCT] [--check]
 //   softphone --server ADDRESS [--mac HEX12] [--local ADDRESS]
 #include <cstdio>

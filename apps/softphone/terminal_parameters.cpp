@@ -1,7 +1,5 @@
 #include "terminal_parameters.h"
 
-#include <arpa/inet.h>
-
 #include <cctype>
 #include <cstring>
 
@@ -9,10 +7,23 @@
 
 namespace client {
 
+// Four decimal parts of 0 to 255 with dots between, no part with a leading
+// zero: the dotted form inet_pton takes.
 bool parseAddress(const std::string& text, std::uint32_t& address) {
-    in_addr a{};
-    if (::inet_pton(AF_INET, text.c_str(), &a) != 1) return false;
-    address = ntohl(a.s_addr);
+    std::uint32_t value = 0;
+    std::size_t at = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0 && (at >= text.size() || text[at++] != '.')) return false;
+        const std::size_t first = at;
+        unsigned number = 0;
+        while (at < text.size() && at - first < 4 && std::isdigit(static_cast<unsigned char>(text[at])))
+            number = number * 10 + static_cast<unsigned>(text[at++] - '0');
+        const std::size_t digits = at - first;
+        if (digits == 0 || digits > 3 || number > 255 || (digits > 1 && text[first] == '0')) return false;
+        value = value << 8 | number;
+    }
+    if (at != text.size()) return false;
+    address = value;
     return true;
 }
 
