@@ -20,12 +20,9 @@ void noteFileState(platform::SettingsFileState state) {
         if (state == last) return;
         last = state;
     }
-    const char* why = state == SettingsFileState::NotRegular ? "is not a regular file"
-                      : state == SettingsFileState::TooLarge ? "is larger than 64 KiB"
-                                                             : "can't be read";
     if (state == SettingsFileState::Usable) return;
     Tracer::instance()->trace(kTraceDetail, "[SETTINGS] Settings file ignored - %s %s; the defaults stand",
-                              platform::settingsFilePath().c_str(), why);
+                              platform::settingsFilePath().c_str(), platform::settingsStateText(state));
 }
 
 bool readValue(const std::string& key, const std::string& name, std::string& value) {

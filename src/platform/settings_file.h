@@ -25,6 +25,10 @@ enum class SettingsFileState {
     Unreadable,  // any other failure to open or read it
 };
 
+// What is wrong with the store in `state`, for the trace line that says
+// the settings were ignored (e.g. "is not a regular file"); empty for Usable.
+const char* settingsStateText(SettingsFileState state);
+
 // False when the value is absent, or the file is missing or unusable;
 // `state` (if given) says which.
 bool readSettingValue(const std::string& key, const std::string& name, std::string& value,

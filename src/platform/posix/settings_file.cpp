@@ -252,4 +252,17 @@ bool writeSettingValue(const std::string& key, const std::string& name, const st
     return true;
 }
 
+const char* settingsStateText(SettingsFileState state) {
+    switch (state) {
+        case SettingsFileState::NotRegular:
+            return "is not a regular file";
+        case SettingsFileState::TooLarge:
+            return "is larger than 64 KiB";
+        case SettingsFileState::Unreadable:
+            return "can't be read";
+        default:
+            return "";
+    }
+}
+
 }  // namespace platform

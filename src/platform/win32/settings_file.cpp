@@ -133,4 +133,19 @@ bool writeSettingValue(const std::string& key, const std::string& name, const st
     return status == ERROR_SUCCESS;
 }
 
+// The store is the registry: what a file's check finds there is a value of
+// another type or one too long.
+const char* settingsStateText(SettingsFileState state) {
+    switch (state) {
+        case SettingsFileState::NotRegular:
+            return "holds a device value that is not text";
+        case SettingsFileState::TooLarge:
+            return "holds a device value larger than 64 KiB";
+        case SettingsFileState::Unreadable:
+            return "can't be read";
+        default:
+            return "";
+    }
+}
+
 }  // namespace platform
