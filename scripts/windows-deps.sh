@@ -42,9 +42,9 @@ enable_sources() {
 if [ ! -e "$prefix/.bcg729" ]; then
   if ! ls "$cache"/src/bcg729_*.orig.tar.* >/dev/null 2>&1; then
     enable_sources
-    # Only the upstream tarball is used; a missing Debian patch archive is
-    # no failure as long as the tarball came (apt checks its hash).
-    (cd "$cache/src" && apt-get source --download-only -qq bcg729) || true
+    # Only the upstream tarball is used (apt checks its hash); a mirror
+    # that lacks it is reported below.
+    (cd "$cache/src" && apt-get source --download-only --tar-only -qq bcg729 2>&1 | grep -v "unsandboxed") || true
   fi
   if ! ls "$cache"/src/bcg729_*.orig.tar.* >/dev/null 2>&1; then
     echo "bcg729's source could not be downloaded" >&2
