@@ -325,11 +325,14 @@ void CallProcessor::pollMailbox() {
         CoreEvent command;
         int length = 0;
         if (mMailbox != nullptr && mMailbox->read(&command, data, &length) == 0) {
+            const std::uint64_t began = mSetup.clock->monotonicMs();
             processMailboxItem(&command, data);
             std::memset(data, 0, sizeof data);
-            // One item each 50 ms: the digits of a dialled number keep
-            // their pace. Only a stop cuts the pause short.
-            mMailboxStop.wait(kMailboxPollMs);
+            // One item each 50 ms, counted from the item's start: the digits
+            // of a dialled number keep their pace however long sending one
+            // took on a busy machine. Only a stop cuts the pause short.
+            const std::uint64_t spent = mSetup.clock->monotonicMs() - began;
+            if (spent < kMailboxPollMs) mMailboxStop.wait(kMailboxPollMs - static_cast<unsigned>(spent));
         } else if (mMailbox != nullptr) {
             // Quiet: sleep until the next write, so that a key after a
             // pause leaves at once.
