@@ -263,10 +263,17 @@ int runDemo(const DemoOptions& options) {
     std::printf(
         "(the engine reports neither concealment nor its jitter target through its exports: frames\n"
         " filled in are those the client heard that carried no sent frame)\n");
+#ifdef _WIN32
+    // pbxsim is built for Linux only: the phone at the keyboard calls one
+    // running there.
+    constexpr const char* kServerStep = "pbxsim on a Linux machine and softphone.exe --server ITS-ADDRESS here";
+#else
+    constexpr const char* kServerStep = "./pbxsim in one terminal and ./softphone --server 127.0.0.1 in another";
+#endif
     std::printf(
-        "next steps               ./pbxsim in one terminal and ./softphone --server 127.0.0.1 in another for the\n"
+        "next steps               %s for the\n"
         "                         phone at the keyboard; apps/softphone/ is the client to copy%s\n",
-        problems.empty() ? "" : "; the trace file tells what the library saw");
+        kServerStep, problems.empty() ? "" : "; the trace file tells what the library saw");
 
     if (!options.check) return problems.empty() ? 0 : 1;
     const bool clean = options.lossPercent == 0.0 && options.jitterMs == 0 && options.reorderPercent == 0.0;

@@ -4,6 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX  // std::min and std::max stay usable in the tests
+#endif
+// clang-format off
+#include <windows.h>
+#include <tlhelp32.h>
+// clang-format on
+#endif
+
 #include <filesystem>
 #include <random>
 #include <string>
@@ -31,8 +41,20 @@ protected:
 
     std::string traceText() const { return readText(tracePath_); }
     std::vector<std::string> traceMessages() const { return traceMessagesOf(traceText()); }
+    // The threads of this process, the library's among them.
     static std::size_t threadCount() {
+#ifdef _WIN32
+        std::size_t count = 0;
+        const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+        THREADENTRY32 entry{};
+        entry.dwSize = sizeof entry;
+        for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry))
+            if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) ++count;
+        ::CloseHandle(snapshot);
+        return count;
+#else
         return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
+#endif
     }
 
     sim::SoftphoneLibrary lib_;

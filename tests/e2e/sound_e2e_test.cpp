@@ -4,7 +4,10 @@
 // library reads them, in a settings file of the test's own (the registry on
 // Windows), so a sound card on the machine changes nothing.
 #ifdef _WIN32
+// clang-format off
 #include <windows.h>
+#include <mmsystem.h>
+// clang-format on
 #else
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -172,8 +175,12 @@ protected:
     void SetUp() override {
         SoftphoneE2E::SetUp();
         // The thread sanitizer adds a thread of its own with the process's
-        // first; have it before threads are counted.
+        // first, and Windows' sound layer one with its first use, kept for
+        // the process's life; have them before threads are counted.
         std::thread([] {}).join();
+#ifdef _WIN32
+        ::waveOutGetNumDevs();
+#endif
         mRoot = std::filesystem::path(::testing::TempDir()) / ("sound_e2e_" + std::to_string(std::random_device{}()));
         std::string why;
         if (!mDevices.choose(mRoot, why)) GTEST_SKIP() << "the devices can't be chosen: " << why;
