@@ -18,6 +18,7 @@
 #include "api/globals.h"
 #include "audio/audio.h"
 #include "core/key_tables.h"
+#include "fuzz/fuzz_support.h"
 #include "platform/settings_file.h"
 #include "platform/virtual_wave.h"
 #include "platform/wave_device.h"
@@ -33,12 +34,7 @@ using Utf16 = std::basic_string<sp_wchar_t>;
 
 constexpr int kMaxCalls = 32;
 
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "exports_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using fuzz::check;
 
 struct Setting;
 Setting& setting();

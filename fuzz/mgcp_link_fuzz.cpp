@@ -21,28 +21,23 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz/fuzz_support.h"
 #include "mgcp/mgcp.h"
 #include "mgcp/mgcp_classify.h"
 #include "mgcp/mgcp_parent.h"
 #include "mgcp/signal_block.h"
 #include "platform/recursive_lock.h"
-#include "platform/udp_socket.h"
 #include "sim/virtual_clock.h"
 
 namespace {
 
-constexpr std::uint32_t kLoopback = 0x7F000001;
+using fuzz::kLoopback;
 constexpr int kMaxSteps = 24;
 // Far longer than a loopback round trip; only a lost answer waits this long.
 constexpr int kAnswerWaitMs = 5000;
 constexpr const char* kEndpoint = "d1@0011223344ff";
 
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "mgcp_link_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using fuzz::check;
 
 template <std::size_t N>
 bool terminated(const char (&field)[N]) {
@@ -96,21 +91,8 @@ public:
     }
 };
 
-struct Server {
-    platform::UdpSocket socket;
-    Server() { check(socket.open(0, kLoopback), "server socket"); }
-};
-
-Server& server() {
-    static Server* s = new Server();
-    return *s;
-}
-
 std::string receiveOne(int timeoutMs) {
-    char buffer[platform::kMaxDatagram];
-    const platform::ReceiveResult r = server().socket.receive(buffer, sizeof buffer, timeoutMs);
-    if (r.status != platform::ReceiveStatus::Data) return {};
-    return std::string(buffer, r.length);
+    return fuzz::receiveOne<std::string>(timeoutMs);
 }
 
 std::span<const std::uint8_t> bytesOf(const std::string& text) {
@@ -125,7 +107,7 @@ public:
         init.mServerAddress = kLoopback;
         while (!receiveOne(0).empty()) {
         }
-        mgcp = std::make_unique<MGCP>(clock, 0, server().socket.localPort());
+        mgcp = std::make_unique<MGCP>(clock, 0, fuzz::serverSocket().localPort());
         parent.engine = mgcp.get();
         check(mgcp->setParent(&parent) == 0 && mgcp->setNetworkInitData(&init) == 0, "set-up");
         check(mgcp->start() == 0 && mgcp->localPort() != 0, "start");
@@ -165,7 +147,7 @@ public:
     // to the datagram.
     std::vector<std::string> fromServer(const std::string& datagram) {
         const MgcpOperation kind = classifyReceived(bytesOf(datagram));
-        check(server().socket.sendTo(kLoopback, mgcp->localPort(), datagram.data(), datagram.size()) ==
+        check(fuzz::serverSocket().sendTo(kLoopback, mgcp->localPort(), datagram.data(), datagram.size()) ==
                   static_cast<int>(datagram.size()),
               "server send");
         // The marker's number appears in no datagram of this input, so no
@@ -176,7 +158,7 @@ public:
             marker = 900000000 + ++markers;
         } while (sent.find(std::to_string(marker)) != std::string::npos);
         const std::string rqnt = "RQNT " + std::to_string(marker) + " " + kEndpoint + " MGCP 1.0\r\n";
-        check(server().socket.sendTo(kLoopback, mgcp->localPort(), rqnt.data(), rqnt.size()) ==
+        check(fuzz::serverSocket().sendTo(kLoopback, mgcp->localPort(), rqnt.data(), rqnt.size()) ==
                   static_cast<int>(rqnt.size()),
               "server send");
         const std::string markerAnswer = "200 " + std::to_string(marker) + " OK\r\n";

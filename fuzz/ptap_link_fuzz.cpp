@@ -24,7 +24,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/udp_socket.h"
+#include "fuzz/fuzz_support.h"
 #include "ptap/ptap.h"
 #include "ptap/ptap_codes.h"
 #include "ptap/ptap_receive.h"
@@ -38,18 +38,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint32_t kLoopback = 0x7F000001;
+using fuzz::kLoopback;
 constexpr int kMaxSteps = 24;
 constexpr int kWaitMs = 5000;  // only a missing datagram or event waits this long
 constexpr std::uint8_t kMarkerType = 0x7E;
 constexpr std::uint32_t kMarkerTids = 0x00F00000;
 
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "ptap_link_fuzz: %s\n", what);
-        std::abort();
-    }
-}
+using fuzz::check;
 
 // What an event block holds: five bytes of a 0x20 record, else a text.
 Bytes eventBytes(const char* data) {
@@ -90,21 +85,8 @@ private:
     std::vector<Bytes> events;
 };
 
-struct Server {
-    platform::UdpSocket socket;
-    Server() { check(socket.open(0, kLoopback), "server socket"); }
-};
-
-Server& server() {
-    static Server* s = new Server();
-    return *s;
-}
-
 Bytes receiveOne(int timeoutMs) {
-    std::uint8_t buffer[platform::kMaxDatagram];
-    const platform::ReceiveResult r = server().socket.receive(buffer, sizeof buffer, timeoutMs);
-    if (r.status != platform::ReceiveStatus::Data) return {};
-    return Bytes(buffer, buffer + r.length);
+    return fuzz::receiveOne<Bytes>(timeoutMs);
 }
 
 class Link {
@@ -127,7 +109,7 @@ public:
 
     void start(int mode) {
         init.mRegistrationMode = static_cast<std::uint8_t>(mode);
-        ptap = std::make_unique<PTAP>(clock, 0, server().socket.localPort());
+        ptap = std::make_unique<PTAP>(clock, 0, fuzz::serverSocket().localPort());
         check(ptap->setNetworkInitData(&init) == 0, "init data");
         ptap->setParent(&recorder);
         check(ptap->addListener(&recorder) == 0, "listener");
@@ -151,9 +133,9 @@ public:
         const Bytes marker = sim::PtapServer::packet(ptap::tidValue(markerTid), kMarkerType, {0xFF});
         runShadow(marker, sent, statuses, events);
         for (const Bytes& d : {datagram, marker}) {
-            check(
-                server().socket.sendTo(kLoopback, ptap->localPort(), d.data(), d.size()) == static_cast<int>(d.size()),
-                "server send");
+            check(fuzz::serverSocket().sendTo(kLoopback, ptap->localPort(), d.data(), d.size()) ==
+                      static_cast<int>(d.size()),
+                  "server send");
         }
         // The marker's own acknowledgment closes the list.
         for (std::size_t i = 0; i < sent.size(); ++i) {
